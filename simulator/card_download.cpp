@@ -1,5 +1,4 @@
 #include "simulator/card_download.h"
-#include "simulator/profile_package.h"
 #include <algorithm>
 
 namespace sim {
@@ -274,7 +273,7 @@ std::optional<card_answer> card_download::load(byte_view data)
 card_answer card_download::step(std::optional<failure> failed)
 {
     if (failed) return installation_result(failed);
-    const bool complete = loading_->now == phase::elements && loading_->left == 0 && !loading_->package.empty();
+    const bool complete = loading_->now == phase::elements && loading_->left == 0;
     return complete ? installation_result(install()) : card_answer{};
 }
 
@@ -420,19 +419,22 @@ std::optional<card_download::failure> card_download::take_element(byte_view segm
     if (segment.front() != 0x86 || segment.size() > loading_->left) return failure{command_elements, reason_structure};
     const auto plain = loading_->protection->open(segment);
     if (!plain) return failure{command_elements, reason_security};
-    append(loading_->package, *plain);
+    const auto progress = loading_->package.add(*plain);
     loading_->left -= segment.size();
     if (const auto ordered = ordered_failure(command_elements)) return ordered;
+    if (progress == profile_package_reader::progress::bad) return failure{command_elements, reason_pe_processing};
     if (loading_->package.size() > store_.state().free_memory()) return failure{command_elements, reason_memory};
     return std::nullopt;
 }
 
 std::optional<card_download::failure> card_download::install()
 {
-    if (!is_profile_package(loading_->package)) return failure{command_elements, reason_pe_processing};
+    const profile_package_reader &package = loading_->package;
     card_profile &profile = loading_->profile;
-    profile.size = static_cast<uint32_t>(loading_->package.size());
-    profile.package_sha256 = to_hex(sha256(loading_->package));
+    if (package.state() != profile_package_reader::progress::complete || !same(package.iccid(), profile.iccid))
+        return failure{command_elements, reason_pe_processing};
+    profile.size = static_cast<uint32_t>(package.size());
+    profile.package_sha256 = to_hex(package.sha256());
     profile.aid = next_aid(store_.state());
     store_.state().profiles.push_back(profile);
     return std::nullopt;

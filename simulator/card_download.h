@@ -2,6 +2,7 @@
 // cancellation, and the loading of a Bound Profile Package segment by segment (SGP.22 v2.2, ES10b).
 #pragma once
 #include "simulator/card_functions.h"
+#include "simulator/profile_package.h"
 
 namespace sim {
 
@@ -41,7 +42,7 @@ class card_download {
         size_t left = 0; // bytes of the current sequence that are still to come
         std::optional<segment_protection> protection;
         byte_vector metadata;
-        byte_vector package;
+        profile_package_reader package;
         card_profile profile;
     };
     struct failure {
