@@ -200,7 +200,7 @@ std::optional<certificate> read_certificate(byte_view der)
     return result;
 }
 
-bool has_policy(const certificate &cert, const char *policy)
+bool carries_policy(const certificate &cert, const char *policy)
 {
     return std::find(cert.policies.begin(), cert.policies.end(), policy) != cert.policies.end();
 }
@@ -281,7 +281,7 @@ certificate_authority::certificate_authority(const std::filesystem::path &direct
 {
     std::filesystem::create_directories(directory);
     const directory_lock lock(directory);
-    const std::string own_id = std::string("RID:") + smdp_oid;
+    const std::string own_id = std::string("RID:") + smdp_oid_text;
     state &world = *state_;
     world.directory = directory;
     world.ci = world.load_or_issue("ci", {.common_name = "Desk Test CI", .policy = policy_ci, .issues = true}, nullptr);

@@ -16,7 +16,7 @@ struct certificate {
     byte_vector registered_id;         // an SM-DP+'s OID, as the contents of an 06 element; empty for others
 };
 std::optional<certificate> read_certificate(byte_view der);
-bool has_policy(const certificate &cert, const char *policy);
+bool carries_policy(const certificate &cert, const char *policy);
 
 enum class issue_check {
     good,
@@ -52,7 +52,7 @@ constexpr const char *policy_dp_tls = "2.23.146.1.2.1.3";
 constexpr const char *policy_dp_auth = "2.23.146.1.2.1.4";
 constexpr const char *policy_dp_pb = "2.23.146.1.2.1.5";
 
-constexpr const char *smdp_oid = "2.999.10"; // of DPauth, DPpb and DPtls: 06 03 88 37 0A
+constexpr const char *smdp_oid_text = "2.999.10"; // of DPauth, DPpb and DPtls: 06 03 88 37 0A
 
 // Made once and kept as files below directory: NAME.pem with key and certificate, NAME.der with the certificate. A
 // second world in the same directory is the same world, in another process or at the same time too. Any thread may

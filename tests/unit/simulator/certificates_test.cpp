@@ -49,9 +49,9 @@ TEST_F(certificates, carry_what_the_other_side_checks)
         {&world.dp_pb(), sim::policy_dp_pb}, {&world.dp_tls(), sim::policy_dp_tls}};
     for (const auto &[who, policy] : policies) {
         EXPECT_EQ(who->cert.policies, std::vector<std::string>{policy});
-        EXPECT_TRUE(sim::has_policy(who->cert, policy));
+        EXPECT_TRUE(sim::carries_policy(who->cert, policy));
     }
-    EXPECT_FALSE(sim::has_policy(euicc.cert, sim::policy_eum));
+    EXPECT_FALSE(sim::carries_policy(euicc.cert, sim::policy_eum));
     for (const auto *server : {&world.dp_auth(), &world.dp_pb(), &world.dp_tls()})
         EXPECT_EQ(sim::to_hex(server->cert.registered_id), "88370A"); // 2.999.10
     EXPECT_TRUE(euicc.cert.registered_id.empty());
