@@ -25,11 +25,20 @@ enum ubus_msg_status {
     UBUS_STATUS_SYSTEM_ERROR,
 };
 
-struct ubus_request;
+struct ubus_context;
+
+/* The call that an answer belongs to. */
+struct ubus_request {
+    struct ubus_context *ctx;
+    uint32_t peer; /* the object called */
+    void *priv;    /* as given to ubus_invoke_fd */
+};
+
+/* msg holds the answer's fields; it lies whole in memory, but its fields are as the other side sent them. */
 typedef void (*ubus_data_handler_t)(struct ubus_request *req, int type, struct blob_attr *msg);
 
 struct ubus_context {
-    int socket;
+    int socket;        /* -1 when there is no connection (any more) */
     uint16_t sequence; /* of the last request */
     uint32_t peer;     /* the client id that the broker gave us */
 };
@@ -45,8 +54,8 @@ void ubus_free(struct ubus_context *ctx);
 /* Object id of path. Returns 0, or a status (4 not found). */
 int ubus_lookup_id(struct ubus_context *ctx, const char *path, uint32_t *id);
 
-/* Calls a method and waits for its status, at most timeout ms. cb (may be null) is given each answer's data; fd is
- * -1. Returns 0 or a status. */
+/* Calls a method and waits for its status, at most timeout ms (10 s when timeout is 0). cb (may be null) is given each
+ * answer's data; msg may be null; fd is -1. Returns 0 or a status. */
 int ubus_invoke_fd(struct ubus_context *ctx, uint32_t obj, const char *method, struct blob_attr *msg,
                    ubus_data_handler_t cb, void *priv, int timeout, int fd);
 
