@@ -2,8 +2,8 @@
  *
  * Shape      every encoder: (buffer or null, its size, offset to write at, request).
  * Sizing     with a null buffer nothing is written and offset + size of the element is returned.
- * Errors     negative: -7 the buffer is too small and untouched, -4 an unknown CHOICE or event, or a primitive's code;
- *            a result that is not beyond offset is a failure, positive codes included. */
+ * Errors     always negative: -7 the buffer is too small and untouched, -4 an unknown CHOICE or event or a value that
+ *            cannot be encoded (an ICCID that begins with neither 89 nor 98), or a primitive's code. */
 #pragma once
 #include "es10/es10_requests.h"
 #include "foundation/export.h"
