@@ -1,6 +1,7 @@
 /* es10/es10_display.h: ES10 requests in the log, in readable form (level 3, fields indented by a tab).
  *
- * A request that cannot be shown is reported at level 1; nothing here stops the request itself. */
+ * A request that cannot be shown is reported at level 1; nothing here stops the request itself. The UTF-8 texts
+ * (default address, nickname) go to standard error as they are, see log__utf8_data. */
 #pragma once
 #include "es10/es10_requests.h"
 #include "foundation/export.h"
