@@ -1,9 +1,9 @@
 /* rsp/profile_download.h: the SGP.22 profile download and installation procedure. */
 #pragma once
-#include "es9/es9_records.h"
 #include "euicc/euicc_session.h"
 #include "foundation/export.h"
 #include "rsp/activation_code.h"
+#include "rsp/mutual_authentication.h"
 #include <stdint.h>
 
 LPA_API_BEGIN
@@ -15,10 +15,5 @@ LPA_API_BEGIN
  * code is missing, 9 no memory, 13 the server refused authentication, 1 rejected, or a lower module's code. */
 uint32_t rsp__start_with_activation_code(const char *modem, const ActivationCodeInfo *info,
                                          const char *confirmation_code, uint8_t **result, uint32_t *result_length);
-
-/* After 0 the caller releases response with es9__free_authenticate_client_response. */
-uint32_t mutual_authentication(ModemHandle *handle, uint8_t channel, const char *smdp_address,
-                               const uint8_t *matching_id, uint32_t matching_id_length,
-                               AuthenticateClientResponseEs9 *response);
 
 LPA_API_END
