@@ -102,7 +102,7 @@ int32_t es10_tlv_generator__profile_info_list_request_tag_list_value(uint8_t *bu
     int32_t end = static_cast<int32_t>(offset);
     for (uint32_t i = 0; i < PROFILE_TAG__COUNT; ++i) {
         if (!request->tags[i]) continue;
-        end = tlv_generator__add_tag(buffer, size, static_cast<uint32_t>(end), requested_tags[i].tag);
+        end = tlv_generator__add_tag(buffer, size, end, requested_tags[i].tag);
         if (end < 0) {
             log__string(LOG__ERROR, requested_tags[i].failed, end);
             return end;
@@ -230,8 +230,7 @@ int32_t es10_tlv_generator__profile_state_change_request_value(uint8_t *buffer, 
                     end);
         return end;
     }
-    end = tlv_generator__add_tlv_boolean_value(buffer, size, static_cast<uint32_t>(end), TAG__CONTEXT_1,
-                                               request->refreshFlag);
+    end = tlv_generator__add_tlv_boolean_value(buffer, size, end, TAG__CONTEXT_1, request->refreshFlag);
     if (end < 0)
         log__string(LOG__ERROR,
                     "[es10_tlv_generator__profile_state_change_request_value] Error on refreshFlag TLV, rc %d", end);
@@ -253,10 +252,10 @@ int32_t es10_tlv_generator__profile_info_list_request_value(uint8_t *buffer, uin
         log__string(
             LOG__TRACE,
             "[es10_tlv_generator__profile_info_list_request_value] ProfileInfoListRequest VALUE size after searchCriteria: %u",
-            static_cast<uint32_t>(end) - offset);
+            end - offset);
     }
     if (request->tagList_present) {
-        end = es10_tlv_generator__profile_info_list_request_tag_list(buffer, size, static_cast<uint32_t>(end), request);
+        end = es10_tlv_generator__profile_info_list_request_tag_list(buffer, size, end, request);
         if (end < 0) {
             log__string(LOG__ERROR, "[es10_tlv_generator__profile_info_list_request_value] Error on tagList TLV, rc %d",
                         end);
@@ -265,7 +264,7 @@ int32_t es10_tlv_generator__profile_info_list_request_value(uint8_t *buffer, uin
         log__string(
             LOG__TRACE,
             "[es10_tlv_generator__profile_info_list_request_value] ProfileInfoListRequest VALUE size after tagList: %u",
-            static_cast<uint32_t>(end) - offset);
+            end - offset);
     }
     return end;
 }
@@ -282,10 +281,9 @@ int32_t es10_tlv_generator__prepare_download_request_value(uint8_t *buffer, uint
     log__string(
         LOG__TRACE,
         "[es10_tlv_generator__prepare_download_request_value] PrepareDownloadRequest VALUE size after smdpSigned2: %u",
-        static_cast<uint32_t>(end) - offset);
+        end - offset);
 
-    end =
-        add_encoded(buffer, size, static_cast<uint32_t>(end), request->smdpSignature2, request->smdpSignature2_length);
+    end = add_encoded(buffer, size, end, request->smdpSignature2, request->smdpSignature2_length);
     if (end < 0) {
         log__string(LOG__ERROR,
                     "[es10_tlv_generator__prepare_download_request_value] Error on smdpSignature2 TLV, rc %d", end);
@@ -294,11 +292,10 @@ int32_t es10_tlv_generator__prepare_download_request_value(uint8_t *buffer, uint
     log__string(
         LOG__TRACE,
         "[es10_tlv_generator__prepare_download_request_value] PrepareDownloadRequest VALUE size after smdpSignature2: %u",
-        static_cast<uint32_t>(end) - offset);
+        end - offset);
 
     if (request->hashCc_present) {
-        end = tlv_generator__add_tlv(buffer, size, static_cast<uint32_t>(end), TAG__OCTET_STRING, request->hashCc,
-                                     sizeof request->hashCc);
+        end = tlv_generator__add_tlv(buffer, size, end, TAG__OCTET_STRING, request->hashCc, sizeof request->hashCc);
         if (end < 0) {
             log__string(LOG__ERROR, "[es10_tlv_generator__prepare_download_request_value] Error on hashCc TLV, rc %d",
                         end);
@@ -307,12 +304,11 @@ int32_t es10_tlv_generator__prepare_download_request_value(uint8_t *buffer, uint
         log__string(
             LOG__TRACE,
             "[es10_tlv_generator__prepare_download_request_value] PrepareDownloadRequest VALUE size after hashCc: %u",
-            static_cast<uint32_t>(end) - offset);
+            end - offset);
     }
 
     // The certificate shares the texts of smdpSignature2: whoever reads these logs knows the second one by its place.
-    end = add_encoded(buffer, size, static_cast<uint32_t>(end), request->smdpCertificate,
-                      request->smdpCertificate_length);
+    end = add_encoded(buffer, size, end, request->smdpCertificate, request->smdpCertificate_length);
     if (end < 0) {
         log__string(LOG__ERROR,
                     "[es10_tlv_generator__prepare_download_request_value] Error on smdpSignature2 TLV, rc %d", end);
@@ -321,7 +317,7 @@ int32_t es10_tlv_generator__prepare_download_request_value(uint8_t *buffer, uint
     log__string(
         LOG__TRACE,
         "[es10_tlv_generator__prepare_download_request_value] PrepareDownloadRequest VALUE size after smdpSignature2: %u",
-        static_cast<uint32_t>(end) - offset);
+        end - offset);
     return end;
 }
 
@@ -339,17 +335,17 @@ int32_t es10_tlv_generator__cancel_session_request_value(uint8_t *buffer, uint32
     log__string(
         LOG__TRACE,
         "[es10_tlv_generator__cancel_session_request_value] CancelSessionRequest VALUE size after transactionId: %u",
-        static_cast<uint32_t>(end) - offset);
+        end - offset);
 
     const uint8_t reason = static_cast<uint8_t>(request->reason);
-    end = tlv_generator__add_tlv(buffer, size, static_cast<uint32_t>(end), TAG__CONTEXT_1, &reason, 1);
+    end = tlv_generator__add_tlv(buffer, size, end, TAG__CONTEXT_1, &reason, 1);
     if (end < 0) {
         log__string(LOG__ERROR, "[es10_tlv_generator__cancel_session_request_value] Error on reason TLV, rc %d", end);
         return end;
     }
     log__string(LOG__TRACE,
                 "[es10_tlv_generator__cancel_session_request_value] CancelSessionRequest VALUE size after reason: %u",
-                static_cast<uint32_t>(end) - offset);
+                end - offset);
     return end;
 }
 
@@ -365,7 +361,7 @@ int32_t es10_tlv_generator__set_nickname_request_value(uint8_t *buffer, uint32_t
     // be sized (so that it is refused for want of room), but not copied: the record ends after 64 bytes.
     if (buffer && request->nickname_length > NICKNAME_MAX_BYTES) end = -RESULT__BAD_ARGUMENT;
     else
-        end = tlv_generator__add_tlv(buffer, size, static_cast<uint32_t>(end), TAG__PROFILE_NICKNAME, request->nickname,
+        end = tlv_generator__add_tlv(buffer, size, end, TAG__PROFILE_NICKNAME, request->nickname,
                                      request->nickname_length);
     if (end < 0)
         log__string(LOG__ERROR, "[es10_tlv_generator__set_nickname_request_value] Error on profileNickname TLV, rc %d",

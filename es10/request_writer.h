@@ -27,7 +27,7 @@ template <typename Request> struct request_shape {
 // Dumps show the buffer from its first byte, whatever the offset of the element.
 inline void request_writer__dump(const char *title, const uint8_t *buffer, int32_t end)
 {
-    if (title) log__data(LOG__TRACE, title, buffer, static_cast<uint32_t>(end));
+    if (title) log__data(LOG__TRACE, title, buffer, end);
 }
 
 // Null buffer: returns the end offset and writes nothing. Negative: a negated result code, already logged.
@@ -41,28 +41,26 @@ int32_t request_writer__write(const request_shape<Request> &shape, uint8_t *buff
         return value_size;
     }
     shape.trace_value_size(value_size);
-    const int32_t tlv_size =
-        tlv_generator__add_tlv(nullptr, 0, 0, shape.tag, nullptr, static_cast<uint32_t>(value_size));
+    const int32_t tlv_size = tlv_generator__add_tlv(nullptr, 0, 0, shape.tag, nullptr, value_size);
     if (tlv_size < 0) {
         shape.log_tlv_size_failed(tlv_size);
         return tlv_size;
     }
     shape.trace_tlv_size(tlv_size);
-    const uint32_t needed = offset + static_cast<uint32_t>(tlv_size);
+    const uint32_t needed = offset + tlv_size;
     if (!buffer) return static_cast<int32_t>(needed);
     // Checked for the whole element before its first byte: too small a buffer comes back untouched.
     if (offset > size || static_cast<uint32_t>(tlv_size) > size - offset) {
         shape.log_no_room(size, needed);
         return -RESULT__NOT_ENOUGH_BUFFER;
     }
-    const int32_t header_end =
-        tlv_generator__add_tag_and_length(buffer, size, offset, shape.tag, static_cast<uint32_t>(value_size));
+    const int32_t header_end = tlv_generator__add_tag_and_length(buffer, size, offset, shape.tag, value_size);
     if (header_end < 0) {
         shape.log_header_failed(header_end);
         return header_end;
     }
     request_writer__dump(shape.header_title, buffer, header_end);
-    int32_t end = shape.write_value(buffer, size, static_cast<uint32_t>(header_end), request);
+    int32_t end = shape.write_value(buffer, size, header_end, request);
     // A record that promises bytes which it does not have (a null address with a length) is sized but not written.
     if (end >= 0 && static_cast<uint32_t>(end) != needed) end = -RESULT__BAD_ARGUMENT;
     if (end >= 0) {

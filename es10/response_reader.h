@@ -1,6 +1,7 @@
 // es10/response_reader.h: how the decoders find an element and measure its value without leaving the answer. Internal
 // to es10/.
 #pragma once
+#include "foundation/log.h"
 #include "foundation/result.h"
 #include "tlv/ber_tlv_parser.h"
 #include <span>
@@ -9,6 +10,13 @@
 using response_bytes = std::span<const uint8_t>;
 
 inline uint32_t size_of(response_bytes bytes) { return static_cast<uint32_t>(bytes.size()); }
+
+inline bool response_reader__is_empty(const uint8_t *tlv, uint32_t length, const char *text)
+{
+    if (tlv && length > 0) return false;
+    log__string(LOG__ERROR, "%s", text);
+    return true;
+}
 
 // Returns 0, the parser's code, or 1 when the element at offset does not end within tlv.
 inline uint32_t response_reader__element(response_bytes tlv, uint32_t offset, ber_tlv_record *record,
