@@ -25,7 +25,8 @@ const std::vector<fake_bus_type::field> &message_of(const blob_attr *head)
 extern "C" {
 int ubus_connect_ctx(struct ubus_context *ctx, const char *)
 {
-    if (!fake_bus.connects) return UBUS_STATUS_CONNECTION_FAILED;
+    if (!fake_bus.connects || fake_bus.connections_left == 0) return UBUS_STATUS_CONNECTION_FAILED;
+    if (fake_bus.connections_left > 0) --fake_bus.connections_left;
     *ctx = {};
     ++fake_bus.open_connections;
     return 0;
@@ -76,6 +77,7 @@ int ubus_send_event(struct ubus_context *, const char *id, struct blob_attr *dat
 
 int blob_buf_init(struct blob_buf *buf, int)
 {
+    if (!fake_bus.builds_messages) return -1;
     if (!buf->head) {
         buf->head = new blob_attr{};
         ++fake_bus.unfreed_messages;

@@ -5,6 +5,8 @@
 
 struct fake_bus_type {
     bool connects = true;        // ubus_connect and ubus_connect_ctx succeed
+    int connections_left = -1;   // until one fails; -1: none does
+    bool builds_messages = true; // blob_buf_init succeeds
     bool has_file_object = true; // ubus_lookup_id finds "file"
     bool writes_files = true;    // the file service's write succeeds; it creates the file for real
     int open_connections = 0;
