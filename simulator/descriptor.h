@@ -1,0 +1,29 @@
+// simulator/descriptor.h: a file descriptor that is closed with its owner.
+#pragma once
+#include <unistd.h>
+#include <utility>
+
+namespace sim {
+
+class descriptor {
+  public:
+    descriptor() = default;
+    explicit descriptor(int number) : number_(number) {}
+    descriptor(descriptor &&other) noexcept : number_(std::exchange(other.number_, -1)) {}
+    descriptor &operator=(descriptor &&other) noexcept
+    {
+        std::swap(number_, other.number_);
+        return *this;
+    }
+    ~descriptor()
+    {
+        if (number_ >= 0) close(number_);
+    }
+    int get() const { return number_; }
+    explicit operator bool() const { return number_ >= 0; }
+
+  private:
+    int number_ = -1;
+};
+
+} // namespace sim
