@@ -20,8 +20,8 @@ struct field_rule {
     uint32_t least;
     uint32_t most;
     void (*log_wrong_length)(uint32_t length) = nullptr; // null where every length will do
+    bool optional = false;                               // absent is "no data", not an error
     int32_t absent_level = LOG__ERROR;
-    uint32_t absent_code = RESULT__FATAL_ERROR;
 };
 
 struct field_value {
@@ -39,7 +39,7 @@ uint32_t read_field(const field_rule &rule, uint16_t tag, const uint8_t *buffer,
     const int32_t offset = ber_tlv_parser__find_tlv_by_tag_2(buffer, size, 0, tag);
     if (offset < 0) {
         log__string(rule.absent_level, rule.not_found, tag);
-        return rule.absent_code;
+        return rule.optional ? RESULT__NO_DATA : RESULT__FATAL_ERROR;
     }
     ber_tlv_record record = {};
     uint32_t rc = ber_tlv_parser__ber_tlv_2(buffer, size, offset, &record);
@@ -117,8 +117,8 @@ constexpr field_rule iccid_rule = {
 
 constexpr field_rule optional_iccid_rule = [] {
     field_rule rule = iccid_rule;
+    rule.optional = true;
     rule.absent_level = LOG__INFO;
-    rule.absent_code = RESULT__NO_DATA;
     return rule;
 }();
 
@@ -160,8 +160,8 @@ constexpr field_rule transaction_id_rule = {
                 "[tlv_data_extractor__transaction_id] Bad transactionId size %u. Minumum size 1, maximum size %u",
                 length, (uint32_t)TRANSACTION_ID_MAX_BYTES);
         },
+    .optional = true,
     .absent_level = LOG__DEBUG,
-    .absent_code = RESULT__NO_DATA,
 };
 
 // A response that carries 16 bytes in its first element, whatever that one's tag.
