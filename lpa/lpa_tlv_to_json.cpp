@@ -461,12 +461,6 @@ uint32_t lpa_tlv_to_json__list_notifications(const uint8_t *response, uint32_t l
 
 namespace {
 
-uint32_t flag_result(uint32_t rc, uint8_t result, uint8_t *result_flag)
-{
-    if (rc == RESULT__OK && result != 0) *result_flag = 1;
-    return rc;
-}
-
 struct outcome_decoder {
     uint32_t (*decode)(const uint8_t *response, uint32_t length, uint32_t *value);
     void (*log_failed)(uint32_t rc);
@@ -488,7 +482,9 @@ uint32_t outcome_to_json(const outcome_decoder &decoder, const uint8_t *response
     }
     decoder.log_value(value);
     uint8_t result = 0;
-    return flag_result(generate(value, &result), result, result_flag);
+    const uint32_t generated = generate(value, &result);
+    if (generated == RESULT__OK && result != 0) *result_flag = 1;
+    return generated;
 }
 
 constexpr outcome_decoder enable_decoder = {
@@ -618,7 +614,7 @@ uint32_t lpa_tlv_to_json__profile_installation_result(const uint8_t *response, u
         return RESULT__BAD_ARGUMENT;
     }
     ProfileInstallationResult installation = {};
-    const uint32_t rc = es10_tlv_extractor__profile_installation_result(response, length, &installation);
+    uint32_t rc = es10_tlv_extractor__profile_installation_result(response, length, &installation);
     if (rc != RESULT__OK) {
         log__string(
             LOG__ERROR,
@@ -627,5 +623,7 @@ uint32_t lpa_tlv_to_json__profile_installation_result(const uint8_t *response, u
         return rc;
     }
     uint8_t result = 0;
-    return flag_result(json_generator__install_profile_result(&installation, json, &result), result, result_flag);
+    rc = json_generator__install_profile_result(&installation, json, &result);
+    if (rc == RESULT__OK && result != 0) *result_flag = 1;
+    return rc;
 }
