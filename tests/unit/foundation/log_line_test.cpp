@@ -47,7 +47,7 @@ class print_chunked : public log_fixture {
     {
         char buffer[LOG_PIECE_BYTES];
         std::fill(buffer, buffer + sizeof buffer, 's');
-        const std::string printed = console(
+        std::string printed = console(
             [&] { log__print_chunked(buffer, start, text.data(), static_cast<uint32_t>(text.size()), add_newline); });
         EXPECT_TRUE(std::all_of(buffer, buffer + sizeof buffer, [](char c) { return c == 0; })) << "not clear";
         return printed;
