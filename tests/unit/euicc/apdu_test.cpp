@@ -8,6 +8,7 @@
 #include "unit/fakes/fake_clock.h"
 #include "unit/fakes/fake_modem.h"
 #include <array>
+#include <cstdlib>
 #include <cstring>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -192,6 +193,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"with_a_wrong_number_is_read_by_its_quotes", "+CSIM: 999,\"019000\"", 0, 0x9000, "01", ""},
         {"without_a_number", "+CSIM:\"9000\"", 0, 0x9000, "", ""},
         {"after_an_unsolicited_line", "\r\n+CREG: \"1\"\r\n+CSIM: 4,\"9000\"", 0, 0x9000, "", ""},
+        {"before_another_quoted_text", "+CSIM: 4,\"9000\"\r\n+COPS: 0,0,\"XY\"", 0, 0x9000, "", ""},
         {"null", nullptr, 4, 0, "", ""},
         {"empty", "", 4, 0, "", ""},
         {"without_csim", "\r\nOK\r\n", 1, 0, "", no_tag},
@@ -220,9 +222,8 @@ TEST_F(apdu, csim_answer_cut_short_anywhere_is_refused)
     const log_capture quiet(LOG__WARN);
     const std::string whole = "\r\n+CSIM: 12,\"010203049000\"";
     for (size_t length = 0; length < whole.size(); ++length) {
-        const auto cut = std::make_unique<char[]>(length + 1); // exactly as large as its text
-        memcpy(cut.get(), whole.data(), length);
-        cut[length] = '\0';
+        // strdup: a block exactly as large as its text
+        const std::unique_ptr<char, decltype(&free)> cut(strdup(whole.substr(0, length).c_str()), free);
         EXPECT_EQ(at_utils__CSIM_response_to_APDU(cut.get(), &response), length == 0 ? 4U : 1U) << length;
         expect_nothing_held(response);
     }

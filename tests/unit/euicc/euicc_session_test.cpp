@@ -340,6 +340,7 @@ TEST_F(open_session, ends_by_closing_channel_and_modem)
     fake_modem.script = {card("9000")};
     EXPECT_EQ(eUICC__terminate(std::exchange(handle, nullptr), 3), 0U);
     EXPECT_THAT(fake_modem.commands, ElementsAre(close_channel("03")));
+    EXPECT_EQ(failing_calls.closed_channel, 0U);
     EXPECT_EQ(lines(LOG__TRACE), "4 [eUICC__close_logical_channel] Logical channel 03 closed\n"
                                  "4 [eUICC__terminate] Closing modem\n"
                                  "4 [eUICC__terminate] modem closed\n");
@@ -355,6 +356,14 @@ TEST_F(open_session, ends_although_the_channel_is_not_closed)
                                  "1 [eUICC__terminate] Error closing logical channel, rc 1\n"
                                  "4 [eUICC__terminate] Closing modem\n"
                                  "4 [eUICC__terminate] modem closed\n");
+    response = nullptr;
+}
+
+TEST_F(open_session, keeps_its_channel_number_when_closing_it_was_not_answered)
+{
+    fake_modem.script = {not_sent};
+    EXPECT_EQ(eUICC__terminate(std::exchange(handle, nullptr), 1), 0U);
+    EXPECT_EQ(failing_calls.closed_channel, 1U);
     response = nullptr;
 }
 

@@ -16,6 +16,7 @@ uint32_t __real_byte_utils__hex_string_to_byte(const char *text, uint8_t *value)
 
 int32_t __wrap_close_modem(ModemHandle *handle)
 {
+    failing_calls.closed_channel = handle ? handle->logical_channel : UINT32_MAX;
     const int32_t rc = __real_close_modem(handle);
     return failing_calls.close_modem ? -1 : rc;
 }

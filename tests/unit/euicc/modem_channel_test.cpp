@@ -441,6 +441,18 @@ TEST_F(modem_signals, a_registered_handle_is_terminated_on_its_channel)
                        HasSubstr("(AT+CSIM=10,\"0070800100\", gone)"), HasSubstr("4 [eUICC__terminate] modem closed")));
 }
 
+TEST_F(modem_signals, a_registered_handle_without_a_channel_is_terminated_all_the_same)
+{
+    EXPECT_EXIT(
+        {
+            modem_table[4] = open_modem("modem4");
+            say_log_at_exit(log);
+            log.clear();
+            raise(SIGINT);
+        },
+        testing::ExitedWithCode(0), HasSubstr("2 [signal_handler] modem 4 logical channel 0 terminated\n"));
+}
+
 TEST_F(modem_signals, a_registered_handle_with_a_negative_channel_is_only_closed)
 {
     EXPECT_EXIT(
