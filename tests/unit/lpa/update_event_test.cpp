@@ -31,7 +31,7 @@ class update_event : public testing::Test {
             if (field.type == BLOBMSG_TYPE_INT32)
                 result += hex(reinterpret_cast<const uint8_t *>(field.data.data()), field.data.size());
             else if (field.type == BLOBMSG_TYPE_STRING && field.data.find('\0') == field.data.size() - 1)
-                result += "'" + field.data.substr(0, field.data.size() - 1) + "'";
+                result.append("'").append(field.data, 0, field.data.size() - 1).append("'");
             else result += "of type " + std::to_string(field.type);
             result += "\n";
         }
