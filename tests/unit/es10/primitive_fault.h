@@ -1,5 +1,5 @@
-// Makes the n-th call from es10/ of one primitive (a TLV writer or reader) return a chosen result while the object
-// lives, without running it. Primitives calling each other within their own module are not counted.
+// Makes the n-th call of one primitive (a TLV writer or reader) return a chosen result while the object lives, without
+// running it. Calls from the primitive's own module are not counted.
 #pragma once
 #include <cstdint>
 
