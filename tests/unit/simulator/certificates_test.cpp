@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <openssl/x509v3.h>
 #include <thread>
 
 namespace {
@@ -55,6 +56,18 @@ TEST_F(certificates, carry_what_the_other_side_checks)
     for (const auto *server : {&world.dp_auth(), &world.dp_pb(), &world.dp_tls()})
         EXPECT_EQ(sim::to_hex(server->cert.registered_id), "88370A"); // 2.999.10
     EXPECT_TRUE(euicc.cert.registered_id.empty());
+}
+
+TEST_F(certificates, the_tls_certificate_is_for_this_machine)
+{
+    sim::certificate_authority world(directory);
+    const unsigned char *der = world.dp_tls().cert.der.data();
+    X509 *cert = d2i_X509(nullptr, &der, static_cast<long>(world.dp_tls().cert.der.size()));
+    EXPECT_EQ(X509_check_host(cert, "localhost", 0, 0, nullptr), 1);
+    EXPECT_EQ(X509_check_ip_asc(cert, "127.0.0.1", 0), 1);
+    EXPECT_EQ(X509_check_ip_asc(cert, "::1", 0), 1);
+    EXPECT_EQ(X509_check_host(cert, "elsewhere.example", 0, 0, nullptr), 0);
+    X509_free(cert);
 }
 
 TEST_F(certificates, a_second_world_in_the_same_directory_is_the_same_world)
