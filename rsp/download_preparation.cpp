@@ -51,20 +51,6 @@ const char *cancel_session_error_name(uint32_t error)
     }
 }
 
-uint32_t cancel_session_result(const CancelSessionResponseEs9 &response)
-{
-    const uint32_t choice = response.failed;
-    if (choice == cancel_session_ok) {
-        log__string(LOG__INFO, "[rsp__download_rejection] CancelSessionResponseEs9 is cancelSessionOk");
-        return RESULT__OK;
-    }
-    if (choice == cancel_session_error)
-        log__string(LOG__ERROR, "[rsp__download_rejection] CancelSessionResponseEs9 is cancelSessionError(%s)",
-                    cancel_session_error_name(response.cancelSessionError));
-    else log__string(LOG__ERROR, "[rsp__download_rejection] Unknown CancelSessionResponseEs9 choice %d", choice);
-    return RESULT__FATAL_ERROR;
-}
-
 uint32_t reject_for_missing_code(ModemHandle *handle, uint8_t channel, const char *smdp_address,
                                  const TransactionId *transaction_id)
 {
@@ -77,6 +63,20 @@ uint32_t reject_for_missing_code(ModemHandle *handle, uint8_t channel, const cha
     return RESULT__FATAL_ERROR; // the download has failed, however the rejection went
 }
 } // namespace
+
+uint32_t rsp__cancel_session_outcome(const CancelSessionResponseEs9 *response)
+{
+    const uint32_t choice = response->failed;
+    if (choice == cancel_session_ok) {
+        log__string(LOG__INFO, "[rsp__download_rejection] CancelSessionResponseEs9 is cancelSessionOk");
+        return RESULT__OK;
+    }
+    if (choice == cancel_session_error)
+        log__string(LOG__ERROR, "[rsp__download_rejection] CancelSessionResponseEs9 is cancelSessionError(%s)",
+                    cancel_session_error_name(response->cancelSessionError));
+    else log__string(LOG__ERROR, "[rsp__download_rejection] Unknown CancelSessionResponseEs9 choice %d", choice);
+    return RESULT__FATAL_ERROR;
+}
 
 uint32_t rsp__download_rejection(ModemHandle *handle, uint8_t channel, const char *smdp_address,
                                  const TransactionId *transaction_id)
@@ -96,7 +96,7 @@ uint32_t rsp__download_rejection(ModemHandle *handle, uint8_t channel, const cha
         log__string(LOG__ERROR, "[rsp__download_rejection] ES9.CancelSession failed, rc %d", rc);
         return rc;
     }
-    return cancel_session_result(response);
+    return rsp__cancel_session_outcome(&response);
 }
 
 uint32_t rsp__prepare_download(ModemHandle *handle, uint8_t channel, const char *smdp_address,

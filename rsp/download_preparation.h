@@ -19,4 +19,7 @@ uint32_t rsp__prepare_download(ModemHandle *handle, uint8_t channel, const char 
 uint32_t rsp__download_rejection(ModemHandle *handle, uint8_t channel, const char *smdp_address,
                                  const TransactionId *transaction_id);
 
+/* Tells the server's answer to CancelSession in the log. Returns 0 for cancelSessionOk, else 1. */
+uint32_t rsp__cancel_session_outcome(const CancelSessionResponseEs9 *response);
+
 LPA_API_END
