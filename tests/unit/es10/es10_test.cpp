@@ -103,7 +103,7 @@ const es10_call es10_calls[] = {
      "3 \ttagList(iccid=1, isdpAid=1, profileState=1, profileNickname=1, serviceProviderName=1, profileName=1, iconType=1\n"
      "3 \ticon=1, profileClass=1, notificationConfigurationInfo=1, profileOwner=1, dpProprietaryData=1, profilePolicyRules=1)\n"
      "4 Sending a ProfileInfoListRequest\n4 BF 2D 24 A0 12 4F 10 A0 00 00 05 59 10 10 FF FF\n4 FF FF 89 00 00 11 00 5C 0E 5A 4F 9F 70 90 91 92\n4 93 94 95 B6 B7 B8 99 \n"},
-    {"set_default_dp_address", [] { testing::internal::CaptureStderr(); const outcome result = call<es10__set_default_dp_address>(address("a.b")); testing::internal::GetCapturedStderr(); return result; }, "BF3F058003612E62",
+    {"set_default_dp_address", [] { testing::internal::CaptureStderr(); outcome result = call<es10__set_default_dp_address>(address("a.b")); testing::internal::GetCapturedStderr(); return result; }, "BF3F058003612E62",
      "3 ES10.SetDefaultDpAddress\n4 Sending a SetDefaultDpAddressRequest\n4 BF 3F 05 80 03 61 2E 62 \n"},
     {"list_notification", [] { return call<es10__list_notification>(ListNotificationRequest{0, 1}); }, "BF280481020780",
      "3 ES10.ListNotification\n3 \tprofileManagementOperation(notificationInstall)\n4 Sending a ListNotificationRequest\n4 BF 28 04 81 02 07 80 \n"},
@@ -117,7 +117,7 @@ const es10_call es10_calls[] = {
      "3 ES10.DeleteProfile\n3 \tisdpAid=A0000005591010FFFFFFFF8900001100\n"
      "4 Sending a DeleteProfileRequest\n4 BF 33 12 4F 10 A0 00 00 05 59 10 10 FF FF FF FF\n4 89 00 00 11 00 \n"},
     {"set_nickname_of_64_bytes_fills_the_81_byte_buffer",
-     [] { testing::internal::CaptureStderr(); const outcome result = call<es10__set_nickname>(nickname(std::string(64, 'n'))); testing::internal::GetCapturedStderr(); return result; },
+     [] { testing::internal::CaptureStderr(); outcome result = call<es10__set_nickname>(nickname(std::string(64, 'n'))); testing::internal::GetCapturedStderr(); return result; },
      "BF294E 5A0A 9810325476981032 54F6 9040 6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E 6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E6E",
      "3 ES10.SetNickname\n3 \ticcid=8901234567890123456F\n"
      "4 Sending a SetNicknameRequest\n4 BF 29 4E 5A 0A 98 10 32 54 76 98 10 32 54 F6 90\n4 40 6E 6E 6E 6E 6E 6E 6E 6E 6E 6E 6E 6E 6E 6E 6E\n"
