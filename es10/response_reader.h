@@ -25,9 +25,9 @@ inline uint32_t response_reader__element(response_bytes tlv, uint32_t offset, be
     const uint32_t rc = ber_tlv_parser__ber_tlv_2(tlv.data(), size_of(tlv), offset, record);
     if (rc != RESULT__OK) return rc;
     const uint32_t head = static_cast<uint32_t>(record->tag_bytes) + record->length_bytes;
-    const uint32_t room = size_of(tlv) - offset;
-    if (head > room || record->length > room - head) return RESULT__FATAL_ERROR;
-    *value = tlv.subspan(offset + head, record->length);
+    const response_bytes rest = tlv.subspan(offset + head); // the head was read, so it is whole
+    if (record->length > rest.size()) return RESULT__FATAL_ERROR;
+    *value = rest.first(record->length);
     return RESULT__OK;
 }
 

@@ -221,7 +221,7 @@ TEST(addresses_record, keeps_a_default_dp_address_that_the_card_does_not_have)
 
 TEST(addresses_record, refuses_an_address_longer_than_its_length_field)
 {
-    auto response = bytes("BF3C 83 01 00 04 81 83 01 00 00");
+    auto response = bytes("BF3C 83 01 00 05 81 83 01 00 00");
     response.resize(response.size() + 0x10000, 'x');
     EuiccConfiguredAddresses record = {};
     const log_capture log(1);

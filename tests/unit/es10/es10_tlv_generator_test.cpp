@@ -48,6 +48,16 @@ TEST_P(request_encoding, into_every_shorter_buffer_gives_minus_7_and_keeps_its_b
     EXPECT_EQ(behind, 0xEE);
 }
 
+TEST_P(request_encoding, at_an_offset_far_behind_the_buffer_finds_no_room)
+{
+    uint8_t byte = 0xEE;
+    const log_capture log;
+    EXPECT_EQ(GetParam().encode(&byte, 1, 0xFFFFFE00), -7); // 1 - 0xFFFFFE00 would wrap to 513 bytes of room
+    EXPECT_EQ(byte, 0xEE);
+    ASSERT_EQ(log.up_to(1).find("1 [es10_tlv_generator__"), 0u);
+    EXPECT_NE(log.up_to(1).find("Not enough space to add the TLV to the buffer. Buffer size 1, "), std::string::npos);
+}
+
 INSTANTIATE_TEST_SUITE_P(table, request_encoding, testing::ValuesIn(sample_requests()),
                          [](const auto &info) { return std::string(info.param.name); });
 
