@@ -1,6 +1,7 @@
 #include "lpa/iccid_argument.h"
 #include "support/bytes.h"
 #include "support/log_capture.h"
+#include "unit/lpa/scripted_card.h"
 #include <gtest/gtest.h>
 
 namespace {
@@ -49,6 +50,16 @@ INSTANTIATE_TEST_SUITE_P(table, parse_iccid_text, testing::ValuesIn(std::to_arra
     {"character_above_the_digits", "8901:3456789012345", 4, untouched, CHARACTER("5")},
 })), [](const auto &info) { return std::string(info.param.name); });
 // clang-format on
+
+TEST(parse_iccid, a_conversion_that_fails_gives_its_code)
+{
+    uint8_t iccid[10] = {};
+    log_capture log;
+    forced.hex_conversion = -4;
+    EXPECT_EQ(parse_iccid("890123456789012345", iccid), 4u);
+    forced = {};
+    EXPECT_EQ(log.up_to(5), "1 [parse_iccid] Bad argument when trying to convert iccid string to byte, rc -4\n");
+}
 
 TEST(parse_iccid, dumps_the_bytes)
 {

@@ -191,6 +191,16 @@ TEST_P(every_operation, gives_16_and_the_document_when_the_card_reports_a_result
     EXPECT_EQ(pauses, success_pauses(row));
 }
 
+TEST_P(every_operation, does_not_mind_a_session_that_ends_badly)
+{
+    if (!row.is_card_operation()) return;
+    forced.terminate = 1;
+    log_capture log;
+    expect_success(run(row.run));
+    EXPECT_EQ(operation_lines(log),
+              "1 [" + row.step() + "] eUICC__terminate failed, rc 1\n" + success_lines(row, document()));
+}
+
 // ---- Malformed answers --------------------------------------------------------------------------------------------
 
 TEST_P(every_operation, asks_again_for_a_malformed_answer)

@@ -13,6 +13,7 @@
 
 scripted_card card;
 scripted_rsp rsp;
+forced_failures forced;
 
 namespace {
 
@@ -141,6 +142,7 @@ void lpa_test::SetUp()
     LPA__set_primary_profile(0);
     card = {};
     rsp = {};
+    forced = {};
     card.plug_in();
 }
 
@@ -183,4 +185,23 @@ uint32_t process_notifications_unlocked(ModemHandle *, uint8_t)
 {
     rsp.notifications.emplace_back(card.open_sessions == 1 ? "session" : "no session");
     return next(rsp.notification_codes);
+}
+
+// ---- Forced failures: the linker's --wrap --------------------------------------------------------------------------
+
+extern "C" {
+uint32_t __real_eUICC__terminate(ModemHandle *handle, uint8_t channel);
+int32_t __real_byte_utils__hex_string_to_byte_array(const char *text, uint32_t length, uint8_t *bytes, uint32_t size);
+
+uint32_t __wrap_eUICC__terminate(ModemHandle *handle, uint8_t channel)
+{
+    const uint32_t code = __real_eUICC__terminate(handle, channel);
+    return forced.terminate ? forced.terminate : code;
+}
+
+int32_t __wrap_byte_utils__hex_string_to_byte_array(const char *text, uint32_t length, uint8_t *bytes, uint32_t size)
+{
+    if (forced.hex_conversion) return forced.hex_conversion;
+    return __real_byte_utils__hex_string_to_byte_array(text, length, bytes, size);
+}
 }

@@ -46,6 +46,13 @@ struct scripted_rsp {
 extern scripted_card card;
 extern scripted_rsp rsp;
 
+// Codes of functions that do not fail by themselves; 0: they do what they always do.
+struct forced_failures {
+    uint32_t terminate = 0;     // eUICC__terminate
+    int32_t hex_conversion = 0; // byte_utils__hex_string_to_byte_array
+};
+extern forced_failures forced;
+
 // "gsm.modem0 event 1 state 0 iccid 8901" for each event on the bus, oldest first.
 std::vector<std::string> update_events();
 
