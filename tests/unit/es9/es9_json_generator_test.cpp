@@ -3,6 +3,7 @@
 #include "lpa/memory.h"
 #include "support/bytes.h"
 #include "support/log_capture.h"
+#include "unit/es9/failing_print.h"
 #include "unit/fakes/failing_memory.h"
 #include <array>
 #include <gtest/gtest.h>
@@ -26,6 +27,9 @@ struct generator {
     uint32_t (*run_without_input)(char **json);
     const char *refused;
     const char *no_memory;
+    const char *format;
+    const char *bad_length;
+    const char *not_printed;
     std::vector<std::string> no_base64; // messages for its encodings, in order
 };
 
@@ -40,6 +44,9 @@ const generator generators[] = {
      },
      "[json_generator__initiate_authentication_request] The input is empty/null",
      "[json_generator__initiate_authentication_request] Can't allocate data to json",
+     "{\"euiccChallenge\":\"%s\",\"euiccInfo1\":\"%s\",\"smdpAddress\":\"%s\"}",
+     "[json_generator__initiate_authentication_request] Bad length of the initiate authentication json",
+     "[json_generator__initiate_authentication_request] Can't add data inside the json string",
      {"[json_generator__initiate_authentication_request] Error parsing euicc challenge to base64",
       "[json_generator__initiate_authentication_request] Error parsing euicc info 1 to base64"}},
     {"authenticate_client",
@@ -48,6 +55,9 @@ const generator generators[] = {
      [](char **json) { return es9_json_generator__authenticate_client_request("0AbC", nullptr, 4, json); },
      "[json_generator__authenticate_client_request] The input is empty/null",
      "[json_generator__authenticate_client_request] Can't allocate data to json",
+     "{\"transactionId\": \"%s\",\"authenticateServerResponse\":\"%s\"}",
+     "[json_generator__authenticate_client_request] Bad length of the authenticate client json",
+     "[json_generator__authenticate_client_request] Can't add data inside the json string",
      {"[json_generator__authenticate_client_request] Error parsing authenticate server response to base64"}},
     {"get_bound_profile_package",
      [](char **json) { return es9_json_generator__get_bound_profile_package_request(&transaction, data, 3, json); },
@@ -55,6 +65,9 @@ const generator generators[] = {
      [](char **json) { return es9_json_generator__get_bound_profile_package_request(&transaction, nullptr, 3, json); },
      "[es9_json_generator__get_bound_profile_package_request] The prepareDownloadResponse is empty/null",
      "[json_generator__get_bound_profile_package_request] Can't allocate data to json",
+     "{\"transactionId\": \"%s\",\"prepareDownloadResponse\":\"%s\"}",
+     "[json_generator__get_bound_profile_package_request] Bad length of the get bound profile package json",
+     "[json_generator__get_bound_profile_package_request] Can't add data inside the json string",
      {"[json_generator__get_bound_profile_package_request] Error parsing prepare download response to base64"}},
     {"handle_notification",
      [](char **json) { return es9_json_generator__handle_notification_request(data, 2, json); },
@@ -62,6 +75,9 @@ const generator generators[] = {
      [](char **json) { return es9_json_generator__handle_notification_request(data, 0, json); },
      "[json_generator__handle_notification_request] The pendingNotification is empty/null",
      "[json_generator__handle_notification_request] Can't allocate data to json",
+     "{\"pendingNotification\":\"%s\"}",
+     "[json_generator__handle_notification_request] Bad length of the handle notification json",
+     "[json_generator__handle_notification_request] Can't add data inside the json string",
      {"[json_generator__handle_notification_request] Error parsing pending notification to base64"}},
     {"cancel_session",
      [](char **json) { return es9_json_generator__cancel_session_request(&transaction, data, 1, json); },
@@ -69,6 +85,9 @@ const generator generators[] = {
      [](char **json) { return es9_json_generator__cancel_session_request(&transaction, data, 0, json); },
      "[es9_json_generator__cancel_session_request] The cancelSessionResponse is empty/null",
      "[es9_json_generator__cancel_session_request] Error allocating data for the CancelSessionRequestEs9 C JSON String",
+     "{\"transactionId\": \"%s\",\"cancelSessionResponse\":\"%s\"}",
+     "[es9_json_generator__cancel_session_request] Error calculating the length of the CancelSessionRequestEs9 C JSON String",
+     "[es9_json_generator__cancel_session_request] Error adding data to the CancelSessionRequestEs9 C JSON String",
      {"[es9_json_generator__cancel_session_request] Error parsing the cancelSessionResponse to base64"}},
 };
 
@@ -115,6 +134,18 @@ TEST_P(json_generator, tells_which_allocation_failed)
     EXPECT_EQ(run(GetParam().run), 9U);
     EXPECT_EQ(json.get(), nullptr);
     EXPECT_EQ(log.up_to(LOG__INFO), std::string("1 ") + GetParam().no_memory + "\n");
+}
+
+TEST_P(json_generator, tells_when_it_cannot_print)
+{
+    const char *const expected[] = {GetParam().bad_length, GetParam().not_printed};
+    for (int nth = 1; nth <= 2; ++nth) {
+        log.clear();
+        const failing_print print(GetParam().format, nth);
+        EXPECT_EQ(run(GetParam().run), 1U);
+        EXPECT_EQ(json.get(), nullptr);
+        EXPECT_EQ(log.up_to(LOG__INFO), std::string("1 ") + expected[nth - 1] + "\n");
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(table, json_generator, testing::ValuesIn(generators),

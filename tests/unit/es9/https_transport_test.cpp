@@ -2,6 +2,7 @@
 #include "foundation/log.h"
 #include "lpa/memory.h"
 #include "support/log_capture.h"
+#include "unit/es9/failing_print.h"
 #include "unit/fakes/failing_memory.h"
 #include "unit/fakes/fake_https.h"
 #include <array>
@@ -261,6 +262,21 @@ TEST_F(https, every_failed_allocation_ends_the_request)
     failing_memory memory(n + 1);
     EXPECT_EQ(send("{}"), 0U);
     EXPECT_FALSE(failing_memory::reached());
+}
+
+TEST_F(https, a_content_length_that_cannot_be_printed_ends_the_request)
+{
+    const char *const expected[] = {
+        "1 [network__send_https_request] Bad length of the content length header\n",
+        "1 [network__send_https_request] Can't add data inside the content_length_header\n",
+    };
+    for (int nth = 1; nth <= 2; ++nth) {
+        const failing_print print("Content-Length: %u", nth);
+        log.clear();
+        EXPECT_EQ(send("{}"), 1U);
+        EXPECT_EQ(log.up_to(LOG__INFO), expected[nth - 1]);
+    }
+    EXPECT_TRUE(fake_https.requests.empty());
 }
 
 TEST_F(https, an_endless_answer_is_cut_off_like_one_larger_than_memory)

@@ -4,6 +4,7 @@
 #include "rsp/bpp_loader.h"
 #include "support/bytes.h"
 #include "support/log_capture.h"
+#include "tlv/ber_tlv_parser.h"
 #include "unit/fakes/failing_memory.h"
 #include "unit/rsp/scripted_card.h"
 #include <array>
@@ -11,6 +12,22 @@
 #include <gtest/gtest.h>
 #include <memory>
 #include <optional>
+
+// Lets the n-th element be unreadable although it was found, which no bytes can bring about (the linker's --wrap).
+static int reads_until_failure = 0;
+
+extern "C" {
+uint32_t __real_ber_tlv_parser__ber_tlv_2(const uint8_t *buffer, uint32_t size, uint32_t offset,
+                                          ber_tlv_record *record);
+uint32_t __wrap_ber_tlv_parser__ber_tlv_2(const uint8_t *buffer, uint32_t size, uint32_t offset,
+                                          ber_tlv_record *record);
+
+uint32_t __wrap_ber_tlv_parser__ber_tlv_2(const uint8_t *buffer, uint32_t size, uint32_t offset, ber_tlv_record *record)
+{
+    if (reads_until_failure > 0 && --reads_until_failure == 0) return 1;
+    return __real_ber_tlv_parser__ber_tlv_2(buffer, size, offset, record);
+}
+}
 
 namespace {
 using bytes_type = std::vector<uint8_t>;
@@ -533,6 +550,23 @@ INSTANTIATE_TEST_SUITE_P(
              phase_2 + "1\n"},
     })),
     [](const auto &info) { return std::string(info.param.name); });
+
+TEST(bound_profile_package, an_element_that_is_found_but_unreadable_ends_the_loading)
+{
+    const std::string expected[] = {
+        phase_0 + "1\n",
+        phase_0 + "1\n",
+        "1 [process_tlv] Error parsing the tlv\n" + phase_1 + "1\n",
+    };
+    for (int nth = 1; nth <= 3; ++nth) {
+        loader loader;
+        log_capture log;
+        reads_until_failure = nth;
+        EXPECT_EQ(loader.load(package{}.series()), 1U);
+        EXPECT_EQ(reads_until_failure, 0);
+        EXPECT_EQ(own_lines(log, LOG__ERROR), expected[nth - 1]);
+    }
+}
 
 TEST(bound_profile_package, null_text_gives_4)
 {
