@@ -115,7 +115,7 @@ class writer {
         const byte_view mac = has(package_defect::replace_session_keys) ? byte_view(keys.mac).first(15) : keys.mac;
         const byte_vector command =
             tlv(0xBF26, join({tlv(0x80, keys.mac_chaining_value), tlv(0x81, keys.enc), tlv(0x82, mac)}));
-        const byte_vector result = sequence(0xA2, 0x87, command);
+        byte_vector result = sequence(0xA2, 0x87, command);
         protection_ = segment_protection(keys);
         return result;
     }

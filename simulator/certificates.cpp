@@ -129,8 +129,6 @@ void set_serial_number(X509 *cert)
     require(BN_to_ASN1_INTEGER(value.get(), X509_get_serialNumber(cert)) != nullptr, "no certificate serial number");
 }
 
-const std::string eid_digits = "0123456789";
-
 // Holds the other processes off while a file is looked for and made.
 class directory_lock {
   public:
@@ -307,7 +305,7 @@ const identity &certificate_authority::dp_tls() const { return state_->dp_tls; }
 
 const identity &certificate_authority::euicc(const std::string &eid)
 {
-    if (eid.size() != 32 || eid.find_first_not_of(eid_digits) != std::string::npos)
+    if (eid.size() != 32 || eid.find_first_not_of("0123456789") != std::string::npos)
         throw std::invalid_argument("an EID has 32 digits");
     const std::lock_guard guard(state_->mutex);
     const auto known = state_->euiccs.find(eid);

@@ -68,7 +68,7 @@ byte_vector aes_128(const EVP_CIPHER *cipher, byte_view key, const uint8_t *iv, 
                     1 &&
                 EVP_CipherFinal_ex(context.get(), result.data() + written, &rest) == 1,
             "AES failed");
-    result.resize(static_cast<size_t>(written + rest));
+    result.resize(static_cast<size_t>(written) + static_cast<size_t>(rest));
     return result;
 }
 
@@ -154,10 +154,10 @@ int hex_digit(char digit)
     throw std::runtime_error("not a hexadecimal digit");
 }
 
-constexpr std::array<int8_t, 256> base64_digits = [] {
-    std::array<int8_t, 256> result{};
+constexpr std::array<int, 256> base64_digits = [] {
+    std::array<int, 256> result{};
     result.fill(-1);
-    int8_t value = 0;
+    int value = 0;
     for (const char c : std::string_view("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/"))
         result[static_cast<uint8_t>(c)] = value++;
     return result;

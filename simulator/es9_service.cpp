@@ -22,31 +22,39 @@ constexpr uint32_t result_interruption = 11; // installFailedDueToInterruption
 constexpr const char *event_names[] = {"install", "enable", "disable", "delete"};
 constexpr const char *progress_names[] = {"initiated", "authenticated", "bound", "cancelled", "refused"};
 
-const refusal wrong_address{"8.8.1", "3.8", "Invalid SM-DP+ Address."};
-const refusal no_common_ci{"8.8.2", "3.1", "None of the proposed Public Key Identifiers is supported by the SM-DP+."};
-const refusal old_version{"8.8.3", "3.1", "The Specification Version Number indicated by the eUICC is not supported."};
-const refusal bad_eum{"8.1.2", "6.1", "EUM Certificate is invalid."};
-const refusal expired_eum{"8.1.2", "6.3", "EUM Certificate has expired."};
-const refusal bad_euicc{"8.1.3", "6.1", "eUICC Certificate is invalid."};
-const refusal expired_euicc{"8.1.3", "6.3", "eUICC Certificate has expired."};
-const refusal unknown_ci{"8.11.1", "3.9",
-                         "Unknown CI Public Key. The CI used by the EUM Certificate is not a trusted root."};
-const refusal bad_signature{"8.1", "6.1", "eUICC signature is invalid or serverChallenge is invalid."};
-const refusal no_memory{"8.1", "4.8", "eUICC does not have sufficient space for this Profile."};
-const refusal euicc_reports_error{"8.1", "4.2", "The eUICC reports an error."};
-const refusal unknown_transaction{"8.10.1", "3.9", "The RSP session identified by the TransactionID is unknown."};
-const refusal not_released{"8.2", "1.2", "Profile has not yet been released."};
-const refusal matching_id_refused{"8.2.6", "3.8", "MatchingID (AC_Token or EventID) is refused."};
-const refusal other_eid{"8.1.1", "3.8", "EID doesn't match the expected value."};
-const refusal not_eligible{"8.2.5", "4.3", "No eligible Profile for this eUICC/Device."};
-const refusal order_expired{"8.8.5", "4.10", "The Download order has expired."};
-const refusal too_many_attempts{"8.8.5", "6.4",
-                                "The maximum number of retries for the Profile download order has been exceeded."};
-const refusal code_missing{"8.2.7", "2.2", "Confirmation Code is missing."};
-const refusal code_refused{"8.2.7", "3.8", "Confirmation Code is refused."};
-const refusal too_many_codes{"8.2.7", "6.4",
-                             "The maximum number of retries for the Confirmation Code has been exceeded."};
-const refusal other_oid{"8.8", "3.10", "The provided SM-DP+ OID is invalid."};
+struct known_refusal {
+    const char *subject_code;
+    const char *reason_code;
+    const char *message;
+};
+constexpr known_refusal wrong_address{"8.8.1", "3.8", "Invalid SM-DP+ Address."};
+constexpr known_refusal no_common_ci{"8.8.2", "3.1",
+                                     "None of the proposed Public Key Identifiers is supported by the SM-DP+."};
+constexpr known_refusal old_version{"8.8.3", "3.1",
+                                    "The Specification Version Number indicated by the eUICC is not supported."};
+constexpr known_refusal bad_eum{"8.1.2", "6.1", "EUM Certificate is invalid."};
+constexpr known_refusal expired_eum{"8.1.2", "6.3", "EUM Certificate has expired."};
+constexpr known_refusal bad_euicc{"8.1.3", "6.1", "eUICC Certificate is invalid."};
+constexpr known_refusal expired_euicc{"8.1.3", "6.3", "eUICC Certificate has expired."};
+constexpr known_refusal unknown_ci{"8.11.1", "3.9",
+                                   "Unknown CI Public Key. The CI used by the EUM Certificate is not a trusted root."};
+constexpr known_refusal bad_signature{"8.1", "6.1", "eUICC signature is invalid or serverChallenge is invalid."};
+constexpr known_refusal no_memory{"8.1", "4.8", "eUICC does not have sufficient space for this Profile."};
+constexpr known_refusal euicc_reports_error{"8.1", "4.2", "The eUICC reports an error."};
+constexpr known_refusal unknown_transaction{"8.10.1", "3.9",
+                                            "The RSP session identified by the TransactionID is unknown."};
+constexpr known_refusal not_released{"8.2", "1.2", "Profile has not yet been released."};
+constexpr known_refusal matching_id_refused{"8.2.6", "3.8", "MatchingID (AC_Token or EventID) is refused."};
+constexpr known_refusal other_eid{"8.1.1", "3.8", "EID doesn't match the expected value."};
+constexpr known_refusal not_eligible{"8.2.5", "4.3", "No eligible Profile for this eUICC/Device."};
+constexpr known_refusal order_expired{"8.8.5", "4.10", "The Download order has expired."};
+constexpr known_refusal too_many_attempts{
+    "8.8.5", "6.4", "The maximum number of retries for the Profile download order has been exceeded."};
+constexpr known_refusal code_missing{"8.2.7", "2.2", "Confirmation Code is missing."};
+constexpr known_refusal code_refused{"8.2.7", "3.8", "Confirmation Code is refused."};
+constexpr known_refusal too_many_codes{"8.2.7", "6.4",
+                                       "The maximum number of retries for the Confirmation Code has been exceeded."};
+constexpr known_refusal other_oid{"8.8", "3.10", "The provided SM-DP+ OID is invalid."};
 
 byte_vector copy(byte_view bytes) { return {bytes.begin(), bytes.end()}; }
 bool same(byte_view a, byte_view b) { return std::ranges::equal(a, b); }
@@ -58,9 +66,11 @@ void require(bool condition, const std::string &otherwise)
     if (!condition) throw bad_request{otherwise};
 }
 
-void unless(bool condition, const refusal &otherwise)
+[[noreturn]] void refuse(const known_refusal &why) { throw refusal{why.subject_code, why.reason_code, why.message}; }
+
+void unless(bool condition, const known_refusal &otherwise)
 {
-    if (!condition) throw refusal(otherwise);
+    if (!condition) refuse(otherwise);
 }
 
 std::string text_member(const json &request, const char *name)
@@ -287,7 +297,7 @@ es9_service::client es9_service::check_client(session &current, byte_view respon
     const element outer = whole_element(response, 0xBF38, "authenticateServerResponse");
     if (const auto error = find_child(outer.value, 0xA1)) {
         current.euicc_error = to_uint(children(error->value, {0x80, 0x02}, "authenticateResponseError")[1].value);
-        throw refusal(euicc_reports_error);
+        refuse(euicc_reports_error);
     }
     const element ok = children(outer.value, {0xA0}, "authenticateServerResponse")[0];
     const auto parts = children(ok.value, {0x30, 0x5F37, 0x30, 0x30}, "authenticateResponseOk");
@@ -385,9 +395,9 @@ void es9_service::check_confirmation_code(const session &current, order &wanted,
     const byte_vector right = sha256(join({sha256(text_bytes(wanted.confirmation_code)), current.transaction_id}));
     if (same(hash->value, right)) return;
     ++wanted.wrong_codes;
-    if (wanted.wrong_codes < wanted.max_wrong_codes) throw refusal(code_refused);
+    if (wanted.wrong_codes < wanted.max_wrong_codes) refuse(code_refused);
     wanted.state = order_state::failed;
-    throw refusal(too_many_codes);
+    refuse(too_many_codes);
 }
 
 es9_answer es9_service::package_answer(session &current, byte_view response, const fired_faults &faults)
@@ -395,7 +405,7 @@ es9_answer es9_service::package_answer(session &current, byte_view response, con
     const element outer = whole_element(response, 0xBF21, "prepareDownloadResponse");
     if (const auto error = find_child(outer.value, 0xA1)) {
         current.euicc_error = to_uint(children(error->value, {0x80, 0x02}, "downloadResponseError")[1].value);
-        throw refusal(euicc_reports_error);
+        refuse(euicc_reports_error);
     }
     const element ok = children(outer.value, {0xA0}, "prepareDownloadResponse")[0];
     const auto parts = children(ok.value, {0x30, 0x5F37}, "downloadResponseOk");
@@ -432,7 +442,7 @@ es9_answer es9_service::package_answer(session &current, byte_view response, con
     try {
         result.large_text = to_base64(build_bound_package(binding));
     } catch (const std::runtime_error &) { // the one-time key is no point of the curve
-        throw refusal(bad_signature);
+        refuse(bad_signature);
     }
     wanted.state = order_state::downloaded;
     wanted.downloaded_by = current.euicc->subject_serial_number;
@@ -554,7 +564,7 @@ es9_answer es9_service::cancel_session(const json &request)
     session &current = find_session(request, {progress::authenticated, progress::bound});
     if (const auto error = find_child(outer.value, 0x81)) {
         current.euicc_error = to_uint(error->value);
-        throw refusal(euicc_reports_error);
+        refuse(euicc_reports_error);
     }
     const element ok = children(outer.value, {0xA0}, "cancelSessionResponse")[0];
     const auto parts = children(ok.value, {0x30, 0x5F37}, "cancelSessionResponseOk");

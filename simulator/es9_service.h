@@ -20,7 +20,7 @@ struct bad_request {
     std::string reason;
 };
 
-struct es9_answer {
+struct es9_answer {                  // NOLINT(bugprone-exception-escape): the JSON library's move only asserts
     nlohmann::ordered_json document; // null: no content (HTTP status 204)
     // A member too large to be handled as JSON: name and plain text.
     std::string large_member;

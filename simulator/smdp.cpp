@@ -269,7 +269,7 @@ void send(httplib::Response &response, std::string body, const fired_faults &fau
     if (const json *fault = faults.find("cut-connection")) return send_beginning(response, body, fault->at("bytes"));
     if (const json *fault = faults.find("slow-body")) return send_slowly(response, body, *fault);
     if (const json *fault = faults.find("endless-body")) return send_endlessly(response, *fault);
-    if (response.status != no_content) response.set_content(std::move(body), json_type);
+    if (response.status != no_content) response.set_content(body, json_type);
 }
 } // namespace
 
