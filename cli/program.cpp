@@ -61,10 +61,12 @@ std::string describe(const std::optional<std::string> &document)
     return parsed.is_object() ? text_member(parsed, "description", "no description") : printable(*document);
 }
 
-// json_generator__process_error knows no description for this one, which people do meet.
+// What people need beside the description: for 17 there is none, and 1 tells nothing.
 const char *explanation(uint32_t code)
 {
-    return code == RESULT__ISDR_UNREACHABLE ? ": the eUICC's ISD-R could not be reached" : "";
+    if (code == RESULT__FATAL_ERROR) return ", /tmp/mobile/lpa.log tells more";
+    if (code == RESULT__ISDR_UNREACHABLE) return ", the eUICC's ISD-R could not be reached";
+    return "";
 }
 
 void report_failure(const command &command, const outcome &outcome, std::ostream &err)

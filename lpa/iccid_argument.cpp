@@ -31,7 +31,7 @@ uint32_t parse_iccid(const char *text, uint8_t iccid[10])
     }
     char padded[longest];
     memset(padded, 'F', sizeof padded);
-    memcpy(padded, text, length);
+    memcpy(padded, text, length); // NOLINT(bugprone-not-null-terminated-result): padded counts, it has no terminator
     for (uint32_t i = 0; i < longest; ++i) {
         if (is_accepted(padded[i], i)) continue;
         log__string(LOG__ERROR,

@@ -42,6 +42,7 @@ bool append_element(json_array &array, const char *element)
     if (!grown) return false;
     array.text.data = grown;
     if (!is_first) grown[array.length++] = ',';
+    // NOLINTNEXTLINE(bugprone-not-null-terminated-result): close_array terminates it
     memcpy(grown + array.length, element, element_length);
     array.length += element_length;
     return true;

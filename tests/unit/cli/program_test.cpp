@@ -139,7 +139,13 @@ TEST_F(program, tells_the_cards_own_result)
 TEST_F(program, tells_what_code_17_means)
 {
     library.code = 17;
-    EXPECT_EQ(run({"eid"}).err, "lpa: eid: code 17 (result code 17: the eUICC's ISD-R could not be reached)\n");
+    EXPECT_EQ(run({"eid"}).err, "lpa: eid: code 17 (result code 17, the eUICC's ISD-R could not be reached)\n");
+}
+
+TEST_F(program, tells_where_to_look_after_a_fatal_error)
+{
+    library.code = 1;
+    EXPECT_EQ(run({"eid"}).err, "lpa: eid: code 1 (result code 1, /tmp/mobile/lpa.log tells more)\n");
 }
 
 TEST_F(program, tells_a_code_without_description)
