@@ -139,7 +139,7 @@ std::optional<uint32_t> blob_to_uint32(byte_view value)
 std::optional<std::string> blob_to_text(byte_view value)
 {
     const std::string text(value.begin(), value.end());
-    if (text.find('\0') != text.size() - 1) return std::nullopt; // an empty value has no zero at all
+    if (text.empty() || text.find('\0') != text.size() - 1) return std::nullopt;
     return text.substr(0, text.size() - 1);
 }
 
