@@ -24,6 +24,7 @@ __attribute__((format(printf, 3, 4))) uint32_t print(char **json, const print_me
 {
     va_list arguments;
     va_start(arguments, format);
+    // The checker does not see va_start. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
     const int length = vsnprintf(nullptr, 0, format, arguments);
     va_end(arguments);
     if (length < 0) {

@@ -49,7 +49,7 @@ uint32_t append_group(notification_group **end, bool is_first, uint32_t sequence
             notification_address);
         return RESULT__NO_MEMORY;
     }
-    strcpy(group.data->notification_address, notification_address); // its length is checked
+    memcpy(group.data->notification_address, notification_address, strlen(notification_address)); // it fits: checked
     group.data->sequence_numbers[0] = sequence_number;
     group.data->count = 1;
     *end = group.hand_over();
