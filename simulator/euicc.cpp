@@ -363,6 +363,9 @@ json euicc::control(const json &command)
         if (kept.find_by_iccid(profile.iccid)) throw std::invalid_argument("the ICCID is on the card already");
         kept.profiles.push_back(profile);
         card.store.commit();
+    } else if (what == "remove-profiles") {
+        kept.profiles.clear();
+        card.store.commit();
     } else if (what == "add-notification") {
         const uint32_t number = command.value("sequence_number", kept.next_sequence_number);
         kept.next_sequence_number = std::max(kept.next_sequence_number, number + 1);
