@@ -130,6 +130,7 @@ int blobmsg_add_field(struct blob_buf *buf, int type, const char *name, const vo
     if (!place) return -1;
     place[0] = static_cast<uint8_t>(name_length >> 8);
     place[1] = static_cast<uint8_t>(name_length);
+    // The zero byte behind it is there already. NOLINTNEXTLINE(bugprone-not-null-terminated-result)
     if (name_length > 0) memcpy(place + 2, name, name_length);
     if (len > 0) memcpy(place + head_size, data, len);
     return 0;
