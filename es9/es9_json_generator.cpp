@@ -1,52 +1,15 @@
 #include "es9/es9_json_generator.h"
+#include "es9/printed_text.h"
 #include "foundation/base64.h"
 #include "foundation/byte_utils.h"
 #include "foundation/log.h"
 #include "foundation/owned_bytes.h"
 #include "foundation/result.h"
-#include <stdarg.h>
-#include <stdio.h>
 
 namespace {
-struct print_messages {
-    const char *bad_length;
-    const char *no_memory;
-    const char *not_printed;
-};
-
 struct transaction_text {
     char hex[2 * TRANSACTION_ID_MAX_BYTES + 1] = {};
 };
-
-// Measures, allocates and prints one document.
-__attribute__((format(printf, 3, 4))) uint32_t print(char **json, const print_messages &messages, const char *format,
-                                                     ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    // The checker does not see va_start. NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized)
-    const int length = vsnprintf(nullptr, 0, format, arguments);
-    va_end(arguments);
-    if (length < 0) {
-        log__string(LOG__ERROR, "%s", messages.bad_length);
-        return RESULT__FATAL_ERROR;
-    }
-    const size_t size = static_cast<size_t>(length) + 1;
-    owned_text text(static_cast<char *>(M_malloc(size)));
-    if (!text.data) {
-        log__string(LOG__ERROR, "%s", messages.no_memory);
-        return RESULT__NO_MEMORY;
-    }
-    va_start(arguments, format);
-    const int printed = vsnprintf(text.data, size, format, arguments);
-    va_end(arguments);
-    if (printed < 0) {
-        log__string(LOG__ERROR, "%s", messages.not_printed);
-        return RESULT__FATAL_ERROR;
-    }
-    *json = text.hand_over();
-    return RESULT__OK;
-}
 
 uint32_t encode(const uint8_t *bytes, uint32_t length, owned_text &base64, const char *failed)
 {
@@ -92,8 +55,9 @@ uint32_t es9_json_generator__initiate_authentication_request(const char *smdp_ad
         .no_memory = "[json_generator__initiate_authentication_request] Can't allocate data to json",
         .not_printed = "[json_generator__initiate_authentication_request] Can't add data inside the json string",
     };
-    return print(json, messages, "{\"euiccChallenge\":\"%s\",\"euiccInfo1\":\"%s\",\"smdpAddress\":\"%s\"}",
-                 challenge.data, info.data, smdp_address);
+    return printed_text__print(json, messages,
+                               "{\"euiccChallenge\":\"%s\",\"euiccInfo1\":\"%s\",\"smdpAddress\":\"%s\"}",
+                               challenge.data, info.data, smdp_address);
 }
 
 uint32_t es9_json_generator__authenticate_client_request(const char *transaction_id,
@@ -113,8 +77,8 @@ uint32_t es9_json_generator__authenticate_client_request(const char *transaction
         .no_memory = "[json_generator__authenticate_client_request] Can't allocate data to json",
         .not_printed = "[json_generator__authenticate_client_request] Can't add data inside the json string",
     };
-    return print(json, messages, "{\"transactionId\": \"%s\",\"authenticateServerResponse\":\"%s\"}", transaction_id,
-                 response.data);
+    return printed_text__print(json, messages, "{\"transactionId\": \"%s\",\"authenticateServerResponse\":\"%s\"}",
+                               transaction_id, response.data);
 }
 
 uint32_t es9_json_generator__get_bound_profile_package_request(const TransactionId *transaction_id,
@@ -147,8 +111,8 @@ uint32_t es9_json_generator__get_bound_profile_package_request(const Transaction
         .no_memory = "[json_generator__get_bound_profile_package_request] Can't allocate data to json",
         .not_printed = "[json_generator__get_bound_profile_package_request] Can't add data inside the json string",
     };
-    return print(json, messages, "{\"transactionId\": \"%s\",\"prepareDownloadResponse\":\"%s\"}", transaction.hex,
-                 response.data);
+    return printed_text__print(json, messages, "{\"transactionId\": \"%s\",\"prepareDownloadResponse\":\"%s\"}",
+                               transaction.hex, response.data);
 }
 
 uint32_t es9_json_generator__handle_notification_request(const uint8_t *pending_notification, uint32_t length,
@@ -167,7 +131,7 @@ uint32_t es9_json_generator__handle_notification_request(const uint8_t *pending_
         .no_memory = "[json_generator__handle_notification_request] Can't allocate data to json",
         .not_printed = "[json_generator__handle_notification_request] Can't add data inside the json string",
     };
-    return print(json, messages, "{\"pendingNotification\":\"%s\"}", notification.data);
+    return printed_text__print(json, messages, "{\"pendingNotification\":\"%s\"}", notification.data);
 }
 
 uint32_t es9_json_generator__cancel_session_request(const TransactionId *transaction_id,
@@ -198,6 +162,6 @@ uint32_t es9_json_generator__cancel_session_request(const TransactionId *transac
         .not_printed =
             "[es9_json_generator__cancel_session_request] Error adding data to the CancelSessionRequestEs9 C JSON String",
     };
-    return print(json, messages, "{\"transactionId\": \"%s\",\"cancelSessionResponse\":\"%s\"}", transaction.hex,
-                 response.data);
+    return printed_text__print(json, messages, "{\"transactionId\": \"%s\",\"cancelSessionResponse\":\"%s\"}",
+                               transaction.hex, response.data);
 }

@@ -1,5 +1,6 @@
 #include "es9/https_transport.h"
 #include "es9/json_data_extractor.h"
+#include "es9/printed_text.h"
 #include "foundation/log.h"
 #include "foundation/owned_bytes.h"
 #include "foundation/result.h"
@@ -72,22 +73,12 @@ uint32_t make_url(const char *fqdn, const char *path, owned_text &url)
 
 uint32_t make_content_length_header(uint32_t body_length, owned_text &header)
 {
-    const int length = snprintf(nullptr, 0, "Content-Length: %u", body_length);
-    if (length < 0) {
-        log__string(LOG__ERROR, "[network__send_https_request] Bad length of the content length header");
-        return RESULT__FATAL_ERROR;
-    }
-    const size_t size = static_cast<size_t>(length) + 1;
-    header.reset(static_cast<char *>(M_malloc(size)));
-    if (!header.data) {
-        log__string(LOG__ERROR, "[network__send_https_request] Can't allocate data to content_length_header");
-        return RESULT__NO_MEMORY;
-    }
-    if (snprintf(header.data, size, "Content-Length: %u", body_length) < 0) {
-        log__string(LOG__ERROR, "[network__send_https_request] Can't add data inside the content_length_header");
-        return RESULT__FATAL_ERROR;
-    }
-    return RESULT__OK;
+    static constexpr print_messages messages = {
+        .bad_length = "[network__send_https_request] Bad length of the content length header",
+        .no_memory = "[network__send_https_request] Can't allocate data to content_length_header",
+        .not_printed = "[network__send_https_request] Can't add data inside the content_length_header",
+    };
+    return printed_text__print(&header.data, messages, "Content-Length: %u", body_length);
 }
 
 int32_t perform(CURL *handle, const char *url, const char *body, const char *content_length, HttpBuffer *response)

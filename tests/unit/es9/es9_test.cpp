@@ -121,7 +121,7 @@ TEST_P(es9, refuses_a_missing_address_with_4)
     EXPECT_EQ(log.up_to(LOG__TRACE), tells ? "1 The SMDP+ Address is null\n" : "");
 }
 
-TEST_P(es9, judges_the_http_status)
+TEST_P(es9, handle_notification_accepts_204_with_an_empty_body_and_the_others_only_200)
 {
     EXPECT_EQ(call_answered(204, ""), GetParam().accepts_204 ? 0U : 1U);
     for (const long status : {201L, 0L, 302L, 404L, 500L}) {

@@ -24,13 +24,4 @@ int __wrap_vsnprintf(char *text, size_t size, const char *format, va_list argume
 {
     return fails_now(format) ? -1 : __real_vsnprintf(text, size, format, arguments);
 }
-
-int __wrap_snprintf(char *text, size_t size, const char *format, ...)
-{
-    va_list arguments;
-    va_start(arguments, format);
-    const int printed = __wrap_vsnprintf(text, size, format, arguments);
-    va_end(arguments);
-    return printed;
-}
 }

@@ -1,4 +1,4 @@
-// Makes snprintf and vsnprintf fail for one format, which no input can bring about (the linker's --wrap).
+// Makes vsnprintf fail for one format, which no input can bring about (the linker's --wrap).
 #pragma once
 #include <string>
 

@@ -488,7 +488,7 @@ INSTANTIATE_TEST_SUITE_P(
          "1 [get_next_chunk] failed to decode the base64 string with offset 0 and chunk size 3\n" + phase_0 + "1\n"},
         {"no_base64_at_all", "    ", 1, 0,
          "1 [load_initialize_secure_channel_request] TAG [BF36] not found in chunk\n" + phase_0 + "1\n"},
-        {"other_first_tag", base64(from("BF37 01 00")), 1, 0,
+        {"first_bytes_other_than_bf36_fail_in_phase_0_without_a_command", base64(from("BF37 01 00")), 1, 0,
          "1 [load_initialize_secure_channel_request] TAG [BF36] not found in chunk\n" + phase_0 + "1\n"},
         {"bf36_not_first", base64(from("5A 00 BF36 03 BF23 00")), 1, 0,
          "1 [load_initialize_secure_channel_request] TLV TAG [BF36] not align in chunk\n" + phase_0 + "1\n"},

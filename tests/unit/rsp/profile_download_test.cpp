@@ -214,6 +214,14 @@ TEST_F(profile_download, runs_every_step_and_hands_out_the_cards_result)
         EXPECT_TRUE(log.contains(line)) << line;
 }
 
+TEST_F(profile_download, an_upper_case_address_is_sent_in_lower_case_in_the_url_and_in_the_body)
+{
+    use_code("1$SMDP-1.EXAMPLE:8443$TOKEN");
+    EXPECT_EQ(run(), 0U);
+    EXPECT_THAT(calls().at(0), testing::StartsWith("smdp-1.example:8443/"));
+    EXPECT_THAT(*fake_https.requests.at(0).body, testing::EndsWith(R"("smdpAddress":"smdp-1.example:8443"})"));
+}
+
 TEST_F(profile_download, a_flag_in_the_activation_code_without_a_confirmation_code_gives_4_before_any_access)
 {
     use_code("1$smdp.example$TOKEN$$1");
@@ -493,7 +501,8 @@ TEST_F(profile_download, a_server_that_refuses_the_result_does_not_fail_the_down
 
 struct removal_case {
     const char *name;
-    scripted_card::answer answer;
+    const char *answer;
+    unsigned sw;
     uint32_t code;
     std::string error;
 };
@@ -501,7 +510,7 @@ class failed_removal : public profile_download, public testing::WithParamInterfa
 
 TEST_P(failed_removal, does_not_fail_the_download)
 {
-    answers[0xBF30] = GetParam().answer;
+    answers[0xBF30] = {bytes(GetParam().answer), GetParam().sw};
     EXPECT_EQ(run(), 0U);
     EXPECT_EQ(result, install_result);
     const std::string rc = std::to_string(GetParam().code) + "\n";
@@ -510,17 +519,15 @@ TEST_P(failed_removal, does_not_fail_the_download)
                             on_report + rc);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    table, failed_removal,
-    testing::ValuesIn(std::to_array<removal_case>({
-        {"refused", {{}, 0x6A88}, 6, "Error removing the install notification failed rc 6"},
-        {"unreadable", {{0xBF, 0x31, 0x00}}, 1, "could not extract result from delete notification, rc 1"},
-        {"nothing_to_delete",
-         {notification_sent_response(1)},
-         1,
-         "Failed to remove the notification with SequenceNumber 7, deleteNotificationStatus 1"},
-    })),
-    [](const auto &info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(table, failed_removal,
+                         testing::ValuesIn(std::to_array<removal_case>({
+                             {"refused", "", 0x6A88, 6, "Error removing the install notification failed rc 6"},
+                             {"unreadable", "BF31 00", 0x9000, 1,
+                              "could not extract result from delete notification, rc 1"},
+                             {"nothing_to_delete", "BF30 03 80 01 01", 0x9000, 1,
+                              "Failed to remove the notification with SequenceNumber 7, deleteNotificationStatus 1"},
+                         })),
+                         [](const auto &info) { return std::string(info.param.name); });
 
 TEST_F(profile_download, an_error_result_of_the_card_is_handed_out_with_0)
 {
