@@ -51,6 +51,7 @@ class download : public testing::Test {
     {
         httplib::SSLClient client("localhost", port);
         client.enable_server_certificate_verification(false);
+        client.set_tcp_nodelay(true);
         const httplib::Headers headers = {{"User-Agent", "gsma-rsp-lpad"},
                                           {"X-Admin-Protocol", "gsma/rsp/2.2.0"},
                                           {"Content-Type", "application/json"},

@@ -63,6 +63,7 @@ class server : public testing::Test {
     {
         httplib::SSLClient client(host, port);
         client.enable_server_certificate_verification(false);
+        client.set_tcp_nodelay(true);
         const auto result = client.Post("/gsma/rsp2/es9plus/" + endpoint, with, body, "");
         if (!result) return {};
         return {result->status, result->body, json::parse(result->body, nullptr, false)};
@@ -351,6 +352,14 @@ TEST_F(server, initiation_is_refused_with_the_reason)
     card.ci_key_id = byte_vector(20, 7);
     EXPECT_EQ(initiate().codes(), "8.8.2 3.1");
 
+    const byte_vector key = sim::tlv(0x04, world->ci().cert.subject_key_id);
+    for (const uint16_t only : {0xA9, 0xAA}) { // for verifying or for signing, where both are needed
+        request = initiation();
+        request["euiccInfo1"] =
+            sim::to_base64(sim::tlv(0xBF20, sim::join({sim::from_hex("8203020200"), sim::tlv(only, key)})));
+        EXPECT_EQ(post("initiateAuthentication", request).codes(), "8.8.2 3.1");
+    }
+
     byte_vector info = sim::from_hex("BF20098203010100A900AA00");
     request = initiation();
     request["euiccInfo1"] = sim::to_base64(info);
@@ -599,6 +608,20 @@ TEST_F(server, the_download_response_is_checked)
     EXPECT_EQ(prepare(authenticated).codes(), "Executed-Success"); // a malformed request ends no session
 }
 
+TEST_F(server, a_hash_has_32_bytes)
+{
+    order({{"confirmation_code", "1"}});
+    const reply authenticated = authenticate();
+    const byte_vector transaction = sim::from_hex(authenticated.document.at("transactionId"));
+    const byte_vector signed2 =
+        sim::tlv(0x30, sim::join({sim::tlv(0x80, transaction), sim::tlv(0x5F49, card.one_time_key.public_point()),
+                                  sim::tlv(0x04, byte_vector(31))}));
+    const byte_vector signature = card.signature(sim::join({signed2, authenticated.bytes("smdpSignature2")}));
+    const byte_vector response = sim::tlv(0xBF21, sim::tlv(0xA0, sim::join({signed2, signature})));
+    EXPECT_EQ(send_download_response(sim::to_hex(transaction), response).status, 400);
+    EXPECT_EQ(order_now().at("wrong_codes"), 0);
+}
+
 TEST_F(server, a_one_time_key_off_the_curve_is_refused)
 {
     order();
@@ -708,6 +731,15 @@ INSTANTIATE_TEST_SUITE_P(table, server_outcomes,
                              {"a_bad_signature", 0, 2, "failed"},
                          })),
                          [](const auto &info) { return std::string(info.param.name); });
+
+TEST_F(server, a_second_result_changes_a_settled_order_no_more)
+{
+    order();
+    const byte_vector transaction = sim::from_hex(download().document.at("transactionId"));
+    notify(card.installation_result(transaction, address, card.success(), oid()));
+    notify(card.installation_result(transaction, address, card.error(5, 12), oid(), 2));
+    EXPECT_EQ(order_now().at("state"), "installed");
+}
 
 // ---- notifications
 
