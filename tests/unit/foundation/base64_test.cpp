@@ -136,6 +136,16 @@ TEST(base64_decode, rewrites_escaped_padding_in_the_callers_text)
     M_free(data);
 }
 
+TEST(base64_decode, rewrites_only_the_last_of_two_escapes_that_are_the_whole_text)
+{
+    char text[] = "\\u003d\\u003d";
+    EXPECT_EQ(base64_decode(text, 12, nullptr), nullptr);
+    EXPECT_STREQ(text, "\\u003d=");
+    char one[] = "\\u003d";
+    EXPECT_EQ(base64_decode(one, 6, nullptr), nullptr);
+    EXPECT_STREQ(one, "\\u003d");
+}
+
 TEST(base64_decode, does_not_touch_other_texts)
 {
     char text[] = "AQ==";

@@ -442,7 +442,8 @@ TEST_F(console_log, prints_long_titles_and_bytes_whole)
     for (const size_t length : {207U, 208U, 209U, 256U, 257U, 600U}) {
         const std::string title(length, 't');
         const std::string text(length, 'x');
-        const std::string expected = prefix + title + text + "\n";
+        std::string expected = prefix;
+        expected.append(title).append(text).append("\n");
         EXPECT_EQ(console([&] { utf8(LOG__INFO, title.c_str(), text); }), expected) << length;
     }
 }
