@@ -211,7 +211,7 @@ constexpr sixteen_bytes_rule eid_rule = {
             log__string(LOG__TRACE, "[tlv_data_extractor__get_euicc_data_response] GET_EUICC_DATA TAG found at %d",
                         offset);
         },
-    .unreadable = "[tlv_data_extractor__get_euicc_data_response] Error parsing the EID TLV, rc %d",
+    .unreadable = "[tlv_data_extractor__get_euicc_data_response] ber_tlv_parser__ber_tlv failed, rc %d",
     .wrong_length = "[tlv_data_extractor__get_euicc_data_response] Bad EID length found in the TLV",
     .log_length =
         [](uint32_t length) {

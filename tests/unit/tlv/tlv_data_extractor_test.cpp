@@ -284,7 +284,7 @@ const read_case read_cases[] = {
     {"eid_unreadable", eid, "BF 3E 02 5A 84", 1, "",
      "1 At position 4 the len is more then 3 [4]\n"
      "1 could not get the data length of the TLV, offset=4\n"
-     "1 [tlv_data_extractor__get_euicc_data_response] Error parsing the EID TLV, rc 1\n"},
+     "1 [tlv_data_extractor__get_euicc_data_response] ber_tlv_parser__ber_tlv failed, rc 1\n"},
     {"eid_of_nothing", eid, "", 4, "", "1 [tlv_data_extractor__get_euicc_data_response] tlv is empty/null\n"},
 };
 
