@@ -253,8 +253,11 @@ uint32_t exchange(const exchange_texts &texts, ModemHandle *handle, const uint8_
 
 uint32_t append_piece(ApduResponse *response, const ApduResponse &piece)
 {
-    const uint32_t length = response->length + piece.length;
-    auto *data = static_cast<uint8_t *>(response->data ? M_realloc(response->data, length) : M_malloc(length));
+    uint32_t length = 0;
+    uint8_t *data = nullptr;
+    // A sum beyond 32 bits is more than there is memory for.
+    if (!__builtin_add_overflow(response->length, piece.length, &length))
+        data = static_cast<uint8_t *>(response->data ? M_realloc(response->data, length) : M_malloc(length));
     if (!data) {
         if (response->data)
             log__string(LOG__ERROR, "[eUICC__send_apdu] Get response, reallocation for the apdu_response data failed");
@@ -285,11 +288,7 @@ uint32_t get_response(ModemHandle *handle, uint8_t class_byte, ApduResponse *res
 
 uint32_t collect_response(ModemHandle *handle, uint8_t class_byte, ApduResponse *response)
 {
-    for (uint32_t steps = 0; apdu_utils__sw_response_available(response); ++steps) {
-        if (steps == GET_RESPONSE_LIMIT) {
-            log__string(LOG__ERROR, "[eUICC__send_apdu] Get response, no end after %d commands", steps);
-            return RESULT__FATAL_ERROR;
-        }
+    while (apdu_utils__sw_response_available(response)) {
         const uint32_t rc = get_response(handle, class_byte, response);
         if (rc != RESULT__OK) return rc;
     }

@@ -11,10 +11,6 @@ LPA_API_BEGIN
 
 #define AT_ANSWER_SIZE 2048 /* bytes of one AT answer, terminator included */
 
-/* GET RESPONSE commands for one APDU. Far above what a card needs (16 MiB in pieces of 256 bytes): it is there only so
- * that a card that says 61xx for ever does not hold the modem for ever. */
-#define GET_RESPONSE_LIMIT 65536
-
 typedef struct ApduResponse {
     uint8_t *data;   /* without the status word; null when there is none */
     uint32_t length; /* of data */
@@ -40,8 +36,8 @@ uint32_t at_utils__CSIM_response_to_APDU(const char *answer, ApduResponse *respo
  * 1 for an answer that does not fit. */
 uint32_t eUICC__send_AT_command(ModemHandle *handle, const char *command, char *answer);
 
-/* Exchanges one APDU and collects 61xx pieces. Returns 0 with response filled, else 1, 4, 9, 14 or 15; 1 also when
- * GET_RESPONSE_LIMIT commands have not brought the end. */
+/* Exchanges one APDU and collects 61xx pieces, as many as the card announces. Returns 0 with response filled, else 1,
+ * 4, 9, 14 or 15. */
 uint32_t eUICC__send_apdu(ModemHandle *handle, const uint8_t *apdu, uint16_t length, ApduResponse *response);
 
 /* Chooses the most detailed AT+CMEE mode that the modem offers. Returns the setting command's result. */
