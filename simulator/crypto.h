@@ -15,9 +15,9 @@ class key_pair {
     static key_pair generate();
     static key_pair from_pem(const std::string &pem); // throws std::runtime_error
     std::string to_pem() const;
-    byte_vector public_point() const;          // 04 || x || y, 65 bytes
-    byte_vector sign(byte_view data) const;    // ECDSA SHA-256, r || s, 64 bytes
-    byte_vector agree(byte_view peer) const;   // x coordinate of ECDH with an uncompressed point; throws on a bad one
+    byte_vector public_point() const;        // 04 || x || y, 65 bytes
+    byte_vector sign(byte_view data) const;  // ECDSA SHA-256, r || s, 64 bytes
+    byte_vector agree(byte_view peer) const; // x coordinate of ECDH with an uncompressed point; throws on a bad one
     EVP_PKEY *get() const { return key_.get(); }
 
   private:
