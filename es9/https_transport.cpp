@@ -195,12 +195,12 @@ void HTTP_set_header_callback(CURL *handle, HttpBuffer *buffer)
 
 int32_t HTTP_execute(CURL *handle)
 {
+    char error[CURL_ERROR_SIZE]; // before the guard: libcurl may still write to it while the handle is released
+    error[0] = 0;
     const handle_guard guard(handle);
     // On purpose: the SM-DP+ proves itself to the eUICC, whose GSMA root certificates a router's TLS does not know.
     curl_easy_setopt(handle, CURLOPT_SSL_VERIFYHOST, 0L);
     curl_easy_setopt(handle, CURLOPT_SSL_VERIFYPEER, 0L);
-    char error[CURL_ERROR_SIZE];
-    error[0] = 0;
     curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, error);
     curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT, connect_timeout_seconds);
     curl_easy_setopt(handle, CURLOPT_TIMEOUT, total_timeout_seconds);

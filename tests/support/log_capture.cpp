@@ -69,3 +69,10 @@ bool log_capture::contains(std::string_view text) const
         if (entry.text == text) return true;
     return false;
 }
+
+bool log_capture::contains(int level, std::string_view text) const
+{
+    for (const line &entry : lines())
+        if (entry.level == level && entry.text == text) return true;
+    return false;
+}

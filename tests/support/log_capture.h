@@ -19,6 +19,7 @@ class log_capture {
     std::string up_to(int level) const;         // every line at this level or worse
     std::string at(int level) const;            // every line at exactly this level
     bool contains(std::string_view text) const; // some line's text equals text
+    bool contains(int level, std::string_view text) const;
     void clear();
 
   private:

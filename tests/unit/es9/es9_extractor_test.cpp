@@ -73,7 +73,8 @@ TEST(authenticate_client_response, points_to_its_fields_decoded_in_place)
     EXPECT_GE(response.profileMetadata, start);
     EXPECT_LT(response.profileMetadata, start + accepted.size());
     EXPECT_EQ(log.up_to(LOG__INFO), "");
-    EXPECT_TRUE(log.contains("[es9_json_extractor__initiate_authentication_response] The status is Executed-Success"));
+    EXPECT_TRUE(
+        log.contains(5, "[es9_json_extractor__initiate_authentication_response] The status is Executed-Success"));
 }
 
 struct broken_case {
@@ -313,8 +314,8 @@ TEST(status_code_data_values, are_dumped_as_received)
     AuthenticateClientResponseEs9 response;
     log_capture log;
     EXPECT_EQ(es9_json_extractor__authenticate_client_response(json.get(), &response), 0U);
-    EXPECT_TRUE(log.contains("38 2E 31 ")); // 8.1
-    EXPECT_TRUE(log.contains("34 2E 38 ")); // 4.8
+    EXPECT_TRUE(log.contains(2, "38 2E 31 ")); // 8.1
+    EXPECT_TRUE(log.contains(2, "34 2E 38 ")); // 4.8
 }
 
 TEST(extraction, leaves_the_text_of_a_failed_answer_as_it_was)

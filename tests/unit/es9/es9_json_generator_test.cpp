@@ -188,8 +188,9 @@ TEST(json_generator_transaction, takes_sixteen_bytes_and_refuses_more)
     EXPECT_EQ(es9_json_generator__get_bound_profile_package_request(&longest, data, 3, &json), 4U);
     EXPECT_EQ(json, nullptr);
     EXPECT_TRUE(log.contains(
-        "[es9_json_generator__cancel_session_request] Error parsing the TransactionId to Hexadecimal, rc 4"));
+        1, "[es9_json_generator__cancel_session_request] Error parsing the TransactionId to Hexadecimal, rc 4"));
     EXPECT_TRUE(log.contains(
+        1,
         "[es9_json_generator__get_bound_profile_package_request] Error parsing the TransactionId to Hexadecimal, rc 4"));
 }
 } // namespace

@@ -110,7 +110,7 @@ TEST_P(es9, posts_its_template_to_its_path)
     EXPECT_EQ(fake_https.requests[0].url, GetParam().url);
     EXPECT_EQ(fake_https.requests[0].body, GetParam().body);
     EXPECT_EQ(log.up_to(LOG__INFO), "3 " + std::string(GetParam().call_line) + "\n3 HTTP response status code 200\n");
-    EXPECT_TRUE(log.contains("[es9__" + std::string(GetParam().name) + "] json request [" + GetParam().body + "]"));
+    EXPECT_TRUE(log.contains(4, "[es9__" + std::string(GetParam().name) + "] json request [" + GetParam().body + "]"));
 }
 
 TEST_P(es9, refuses_a_missing_address_with_4)
@@ -160,7 +160,7 @@ TEST_P(es9, a_generator_that_fails_is_told_and_its_code_returned)
 {
     failing_memory memory(1);
     EXPECT_EQ(call(), 1U);
-    EXPECT_TRUE(log.contains(GetParam().generator_failed));
+    EXPECT_TRUE(log.contains(1, GetParam().generator_failed));
     EXPECT_TRUE(fake_https.requests.empty());
 }
 
@@ -246,7 +246,7 @@ TEST(es9_cancel_session, an_unreadable_answer_gives_1)
     log_capture log;
     EXPECT_EQ(es9__cancel_session("smdp.example", &transaction, data, sizeof data, &cancelled), 1U);
     EXPECT_TRUE(log.contains(
-        "[es9__authenticate_client] Error extracting data from the CancelSessionResponse in JSON binding, rc 1"));
+        1, "[es9__authenticate_client] Error extracting data from the CancelSessionResponse in JSON binding, rc 1"));
 }
 
 TEST(es9_cancel_session, tells_the_error_of_the_server)

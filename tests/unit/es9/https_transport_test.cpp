@@ -205,8 +205,8 @@ TEST_F(https, a_proxy_address_applies_to_the_calls_made_while_it_is_set)
     EXPECT_EQ(fake_https.requests.at(0).numbers.at(CURLOPT_PROXYTYPE), 7); // the proxy resolves host names
     EXPECT_EQ(fake_https.requests.at(1).proxy, std::nullopt);
     EXPECT_EQ(log.at(LOG__ERROR), "1 [network__send_https_request] Proxy set to localhost:1080\n");
-    EXPECT_TRUE(log.contains("[HTTP_proxy_initialize] Proxy initialized to localhost:1080"));
-    EXPECT_TRUE(log.contains("[HTTP_proxy_initialize] Proxy type set to SOCKS5"));
+    EXPECT_TRUE(log.contains(4, "[HTTP_proxy_initialize] Proxy initialized to localhost:1080"));
+    EXPECT_TRUE(log.contains(4, "[HTTP_proxy_initialize] Proxy type set to SOCKS5"));
 }
 
 TEST_F(https, options_that_libcurl_refuses_are_logged)
@@ -368,8 +368,8 @@ TEST(execution_status_success, is_no_success_when_memory_runs_out)
         EXPECT_EQ(network_utils__function_execution_status_success(json), 0);
         EXPECT_TRUE(failing_memory::reached());
     }
-    EXPECT_TRUE(
-        log.contains("[network_utils__function_execution_status_success] Can't extract header object in json, rc 9"));
+    EXPECT_TRUE(log.contains(
+        1, "[network_utils__function_execution_status_success] Can't extract header object in json, rc 9"));
 }
 
 TEST(secure_protocol, is_told_by_the_first_characters)

@@ -217,11 +217,11 @@ TEST_F(document, profile_fields_are_logged)
     owned_text json;
     log_capture log;
     EXPECT_EQ(json_generator__profile_info(iccid, &enabled, "nick", "prov", "name", &json.data), 0u);
-    EXPECT_TRUE(log.contains("[json_generator__profile_info] profileState 1"));
-    EXPECT_TRUE(log.contains("[json_generator__profile_info] profileNickname nick"));
-    EXPECT_TRUE(log.contains("[json_generator__profile_info] serviceProviderName prov"));
-    EXPECT_TRUE(log.contains("[json_generator__profile_info] profileName name"));
-    EXPECT_TRUE(log.contains(std::string("[json_generator__profile_info] ProfileInfo JSON ") + json.data));
+    EXPECT_TRUE(log.contains(4, "[json_generator__profile_info] profileState 1"));
+    EXPECT_TRUE(log.contains(4, "[json_generator__profile_info] profileNickname nick"));
+    EXPECT_TRUE(log.contains(4, "[json_generator__profile_info] serviceProviderName prov"));
+    EXPECT_TRUE(log.contains(4, "[json_generator__profile_info] profileName name"));
+    EXPECT_TRUE(log.contains(4, std::string("[json_generator__profile_info] ProfileInfo JSON ") + json.data));
     EXPECT_NE(log.at(4).find("[json_generator__profile_info] iccid"), std::string::npos);
     EXPECT_NE(log.at(4).find("89 01 23 45 67 89 01 23 45 6F"), std::string::npos);
     EXPECT_EQ(log.up_to(3), "");
@@ -404,7 +404,7 @@ TEST(install_result, an_iccid_in_neither_order_is_refused)
     EXPECT_EQ(json.data, nullptr);
     EXPECT_EQ(result, 0xEE);
     EXPECT_TRUE(
-        log.contains("[json_generator__install_profile_result] Error parsing the ICCID to a plain format, rc 4"));
+        log.contains(1, "[json_generator__install_profile_result] Error parsing the ICCID to a plain format, rc 4"));
 }
 
 // ---- Notification -------------------------------------------------------------------------------------------------
@@ -461,7 +461,7 @@ TEST(notification_document, an_iccid_in_neither_order_is_refused)
     EXPECT_EQ(json_generator__notification_metadata(&metadata, &json.data), 4u);
     EXPECT_EQ(json.data, nullptr);
     EXPECT_TRUE(
-        log.contains("[json_generator__notification_metadata] Error parsing the ICCID to a plain format, rc 4"));
+        log.contains(1, "[json_generator__notification_metadata] Error parsing the ICCID to a plain format, rc 4"));
 }
 
 // ---- What every generator shares ----------------------------------------------------------------------------------

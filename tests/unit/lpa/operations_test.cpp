@@ -135,6 +135,20 @@ TEST_F(operations, null_modem_is_refused)
                                     "1 [LPA__reset_settings] modem is null\n");
 }
 
+// ---- EID ----------------------------------------------------------------------------------------------------------
+
+TEST_F(operations, an_eid_of_15_bytes_is_refused_and_gives_0_without_a_document)
+{
+    card.answers["BF3E"] = {{tlv("BF3E", tlv("5A", "890490321234512345123456789012"))}};
+    log_capture log;
+    EXPECT_EQ(LPA__get_eid("modem0", &json, &length), 0u);
+    EXPECT_EQ(json, nullptr);
+    EXPECT_EQ(length, 0u);
+    EXPECT_TRUE(log.contains(1, "[tlv_data_extractor__get_euicc_data_response] Bad EID length found in the TLV"));
+    EXPECT_EQ(operation_lines(log), "1 [LPA__get_eid] JSON process failed, rc 1\n");
+    EXPECT_EQ(card.requests.size(), 1u); // well-formed: not asked for again
+}
+
 // ---- Nickname and address -----------------------------------------------------------------------------------------
 
 TEST_F(operations, a_nickname_of_65_bytes_is_refused_after_the_modem_was_opened_and_closed)
@@ -287,7 +301,7 @@ TEST_F(operations, download_without_confirmation_code)
     log_capture log;
     LPA__start_rsp("modem0", "1$dp.example$TOKEN", nullptr, &json, &length);
     EXPECT_EQ(rsp.downloads, std::vector<std::string>{"modem0 dp.example TOKEN none"});
-    EXPECT_TRUE(log.contains("[LPA__start_rsp] confirmation code (null)"));
+    EXPECT_TRUE(log.contains(3, "[LPA__start_rsp] confirmation code (null)"));
 }
 
 TEST_F(operations, download_without_activation_code)
@@ -316,7 +330,7 @@ TEST_F(operations, download_without_an_installation_result_gives_no_document)
     EXPECT_EQ(LPA__start_rsp("modem0", "1$dp.example$TOKEN", nullptr, &json, &length), 0u);
     EXPECT_EQ(json, nullptr);
     EXPECT_EQ(length, 0u);
-    EXPECT_TRUE(log.contains("[LPA__start_rsp] JSON process failed, rc 4"));
+    EXPECT_TRUE(log.contains(1, "[LPA__start_rsp] JSON process failed, rc 4"));
 }
 
 TEST_F(operations, download_of_the_primary_profile_sends_event_7)
@@ -424,7 +438,7 @@ TEST_F(reset_settings, all_six_manufacturing_profiles_are_read_and_no_more)
     log_capture log;
     EXPECT_EQ(LPA__reset_settings("modem0"), 0u);
     EXPECT_EQ(changes(), "delete 890000000000000002\n");
-    EXPECT_TRUE(log.contains("[LPA__reset_settings] MNF profile 5: 890000000000000001"));
+    EXPECT_TRUE(log.contains(3, "[LPA__reset_settings] MNF profile 5: 890000000000000001"));
     EXPECT_EQ(operation_lines(log).find("MNF profile 6"), std::string::npos);
 }
 
@@ -483,7 +497,7 @@ TEST_F(reset_settings, a_delete_that_fails_after_its_disable_still_delivers_noti
     EXPECT_EQ(LPA__reset_settings("modem0"), 1u);
     EXPECT_EQ(rsp.notifications, std::vector<std::string>{"session"});
     EXPECT_EQ(card.reloads, 1);
-    EXPECT_TRUE(log.contains("[LPA__reset_settings] LPA__delete_profile_unlocked failed, rc 6"));
+    EXPECT_TRUE(log.contains(1, "[LPA__reset_settings] LPA__delete_profile_unlocked failed, rc 6"));
 }
 
 TEST_F(reset_settings, the_cards_own_refusal_is_no_failure)
@@ -501,7 +515,7 @@ TEST_F(reset_settings, notifications_that_fail_give_1_and_no_reload)
     rsp.notification_codes = {11};
     log_capture log;
     EXPECT_EQ(LPA__reset_settings("modem0"), 1u);
-    EXPECT_TRUE(log.contains("[LPA__reset_settings] process_notifications_unlocked failed, rc 11"));
+    EXPECT_TRUE(log.contains(1, "[LPA__reset_settings] process_notifications_unlocked failed, rc 11"));
     EXPECT_EQ(card.reloads, 0);
 }
 
@@ -511,7 +525,7 @@ TEST_F(reset_settings, a_reload_that_fails_is_only_logged)
     card.reload_fails = true;
     log_capture log;
     EXPECT_EQ(LPA__reset_settings("modem0"), 0u);
-    EXPECT_TRUE(log.contains("[LPA__reset_settings] Error reloading modem, rc 1"));
+    EXPECT_TRUE(log.contains(1, "[LPA__reset_settings] Error reloading modem, rc 1"));
 }
 
 TEST_F(reset_settings, with_reload_disabled_the_modem_is_left_alone)
@@ -536,7 +550,7 @@ TEST_F(reset_settings, profile_list_that_cannot_be_read)
     card.answers["BF2D"] = {{"", "6985"}};
     log_capture log;
     EXPECT_EQ(LPA__reset_settings("modem0"), 18u);
-    EXPECT_TRUE(log.contains("[LPA__reset_settings] LPA__get_profiles_unlocked failed, rc 18"));
+    EXPECT_TRUE(log.contains(1, "[LPA__reset_settings] LPA__get_profiles_unlocked failed, rc 18"));
     EXPECT_EQ(card.sessions, 1);
     EXPECT_EQ(card.reloads, 0);
 }
@@ -546,7 +560,7 @@ TEST_F(reset_settings, profile_list_that_cannot_be_parsed)
     card.answers["BF2D"] = {{tlv("BF2D", tlv("A1", "01"))}};
     log_capture log;
     EXPECT_EQ(LPA__reset_settings("modem0"), 1u);
-    EXPECT_TRUE(log.contains("[LPA__reset_settings] lpa_tlv_parse_profile_info_list_response failed, rc 1"));
+    EXPECT_TRUE(log.contains(1, "[LPA__reset_settings] lpa_tlv_parse_profile_info_list_response failed, rc 1"));
     EXPECT_EQ(changes(), "");
 }
 

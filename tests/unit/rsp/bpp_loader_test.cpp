@@ -321,7 +321,7 @@ TEST(bound_profile_package, one_that_the_card_never_answers_ends_without_result)
     EXPECT_EQ(loader.card.blocks, blocks_of(series));
     EXPECT_FALSE(loader.has_result);
     EXPECT_TRUE(
-        log.contains("[load_bound_profile_package] Install profile process finished after load the sequence of 86"));
+        log.contains(4, "[load_bound_profile_package] Install profile process finished after load the sequence of 86"));
 }
 
 struct early_case {
@@ -349,7 +349,7 @@ TEST_P(early_answer, ends_the_loading_with_the_cards_result)
             EXPECT_EQ(line.level, LOG__DEBUG);
         }
     EXPECT_EQ(finished, GetParam().finished);
-    EXPECT_TRUE(log.contains("ES10.LoadBoundProfilePackage (5/5)"));
+    EXPECT_TRUE(log.contains(3, "ES10.LoadBoundProfilePackage (5/5)"));
 }
 
 const std::string chunks = "[process_next_chunks_of_tlv] Install profile process finished";
@@ -442,8 +442,8 @@ TEST(bound_profile_package, a_refused_a2_is_a_warning_and_the_next_phase_is_trie
     log_capture log;
     EXPECT_EQ(loader.load(package{.second_87 = 60}.series()), 1U);
     EXPECT_EQ(log.at(LOG__WARN), "2 [load_bound_profile_package] Load second sequence of 87 failed, rc 1\n");
-    EXPECT_TRUE(log.contains("[process_tlv] TLV TAG [00A3] not align in chunk"));
-    EXPECT_TRUE(log.contains("[load_bound_profile_package] Load sequence of 86 failed, rc 1"));
+    EXPECT_TRUE(log.contains(1, "[process_tlv] TLV TAG [00A3] not align in chunk"));
+    EXPECT_TRUE(log.contains(1, "[load_bound_profile_package] Load sequence of 86 failed, rc 1"));
 }
 
 TEST(bound_profile_package, a_modem_that_fails_gives_its_code)

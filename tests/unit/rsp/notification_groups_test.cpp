@@ -157,7 +157,7 @@ TEST_F(groups, a_list_that_cannot_be_walked_gives_the_walkers_code)
 {
     EXPECT_EQ(read(list_notification_response({notification_metadata(5, "a"), tlv(0x30, {1})})), 1U);
     EXPECT_TRUE(log.contains(
-        "[lpa_tlv_to_json__list_notifications] Error iterating over the notificationMetadataList SEQUENCE, rc 1"));
+        1, "[lpa_tlv_to_json__list_notifications] Error iterating over the notificationMetadataList SEQUENCE, rc 1"));
     EXPECT_EQ(text(), "a 5; ");
 }
 
@@ -165,7 +165,7 @@ TEST_F(groups, an_element_that_cannot_be_read_gives_the_decoders_code)
 {
     EXPECT_EQ(read(list_notification_response({tlv(0xBF2F, tlv(0x80, {1}))})), 1U);
     EXPECT_TRUE(log.contains(
-        "[lpa_tlv_to_json__list_notifications] Error extracting the data from the NotificationMetadata, rc 1"));
+        1, "[lpa_tlv_to_json__list_notifications] Error extracting the data from the NotificationMetadata, rc 1"));
 }
 
 TEST_F(groups, an_element_that_cannot_be_added_ends_the_grouping)
@@ -174,6 +174,7 @@ TEST_F(groups, an_element_that_cannot_be_added_ends_the_grouping)
     failing_memory memory(3);
     EXPECT_EQ(read(response), 9U);
     EXPECT_TRUE(log.contains(
+        1,
         "[group_by_notification_address] Error adding the NotificationMetadata to the list, rc 9. sequence_number 6, notification_address a"));
 }
 

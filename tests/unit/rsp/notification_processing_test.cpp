@@ -130,10 +130,10 @@ TEST_F(notifications, of_the_first_listed_address_go_first_in_ascending_order)
                                 "3 Notification 3 sent successfully\n"
                                 "3 Notification with SequenceNumber 3 has been removed successfully\n"
                                 "3 Notification 3 deleted successfully\n");
-    EXPECT_TRUE(log.contains("[process_notifications]"));
-    EXPECT_TRUE(log.contains("[process_notification_list] Notification group address 'a.example'"));
-    EXPECT_TRUE(log.contains("[process_notification_list] Sequence number 5"));
-    EXPECT_TRUE(log.contains("[process_notification_list] pending_notification"));
+    EXPECT_TRUE(log.contains(4, "[process_notifications]"));
+    EXPECT_TRUE(log.contains(4, "[process_notification_list] Notification group address 'a.example'"));
+    EXPECT_TRUE(log.contains(4, "[process_notification_list] Sequence number 5"));
+    EXPECT_TRUE(log.contains(4, "[process_notification_list] pending_notification"));
     EXPECT_TRUE(pauses.empty());
 }
 
@@ -186,7 +186,7 @@ TEST_F(notifications, a_third_malformed_list_is_gone_on_with)
     EXPECT_NE(process(), 0U);
     EXPECT_THAT(pauses, ElementsAre(3, 3));
     EXPECT_EQ(card.series.size(), 3U);
-    EXPECT_TRUE(log.contains("[process_notifications] retry 1 failed, invalid result"));
+    EXPECT_TRUE(log.contains(3, "[process_notifications] retry 1 failed, invalid result"));
     EXPECT_THAT(lines(LOG__ERROR), testing::StartsWith("1 [process_notifications] retry 3 failed, invalid result\n"));
     EXPECT_THAT(lines(LOG__ERROR),
                 testing::HasSubstr("1 [process_notifications] group_by_notification_address failed, rc "));
@@ -293,8 +293,8 @@ TEST_F(notifications, a_failed_removal_does_not_change_the_result)
               "1 [delete_notification] es10_tlv_extractor__notification_sent_response failed, rc 1\n"
               "1 [process_notification_list] delete_notification with sequence number 6 failed, rc 1\n");
     EXPECT_TRUE(log.contains(
-        "Error on remove the notification with SequenceNumber 7, deleteNotificationStatus: Nothing to delete"));
-    EXPECT_TRUE(log.contains("Notification 7 deleted successfully"));
+        1, "Error on remove the notification with SequenceNumber 7, deleteNotificationStatus: Nothing to delete"));
+    EXPECT_TRUE(log.contains(3, "Notification 7 deleted successfully"));
 }
 
 TEST_F(notifications, are_processed_in_a_session_that_is_ended)
@@ -312,14 +312,14 @@ TEST_F(notifications, the_session_is_ended_after_a_failure_too)
     lists = {{{}, 0x6A88}};
     EXPECT_EQ(process_notifications("modem0"), 6U);
     EXPECT_EQ(card.closed, 1);
-    EXPECT_TRUE(log.contains("[process_notifications] process_notifications_unlocked failed, rc 6"));
+    EXPECT_TRUE(log.contains(1, "[process_notifications] process_notifications_unlocked failed, rc 6"));
 }
 
 TEST_F(notifications, a_session_that_cannot_be_opened_gives_its_code)
 {
     card.opens = false;
     EXPECT_EQ(process_notifications("modem0"), 18U);
-    EXPECT_TRUE(log.contains("[process_notifications] eUICC__initialize failed, rc 18"));
+    EXPECT_TRUE(log.contains(1, "[process_notifications] eUICC__initialize failed, rc 18"));
     EXPECT_TRUE(card.series.empty());
 }
 

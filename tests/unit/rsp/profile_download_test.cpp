@@ -207,11 +207,12 @@ TEST_F(profile_download, runs_every_step_and_hands_out_the_cards_result)
               "3 ES10.PrepareDownload\n"
               "3 ES9.GetBoundProfilePackage to the SMDP+ 'smdp.example'\n"
               "3 HTTP response status code 200\n");
-    for (const char *line : {"[rsp__start_with_activation_code] RSP SMDP+ address lowercase: 'smdp.example'",
-                             "[initiate_authentication] euicc info 1", "[initiate_authentication] euicc challenge",
-                             "Sending a AuthenticateServerRequest", "ProfileInstallationResult",
-                             "[delete_install_notification] Notification with SequenceNumber 7 removed successfully"})
-        EXPECT_TRUE(log.contains(line)) << line;
+    const std::string all = "\n" + log.up_to(LOG__DEBUG);
+    for (const char *line : {"4 [rsp__start_with_activation_code] RSP SMDP+ address lowercase: 'smdp.example'",
+                             "4 [initiate_authentication] euicc info 1", "4 [initiate_authentication] euicc challenge",
+                             "4 Sending a AuthenticateServerRequest", "4 ProfileInstallationResult",
+                             "3 [delete_install_notification] Notification with SequenceNumber 7 removed successfully"})
+        EXPECT_THAT(all, testing::HasSubstr(std::string("\n") + line + "\n"));
 }
 
 TEST_F(profile_download, an_upper_case_address_is_sent_in_lower_case_in_the_url_and_in_the_body)
@@ -285,8 +286,11 @@ TEST_F(profile_download, a_server_that_asks_for_a_missing_confirmation_code_rece
     EXPECT_EQ(fake_https.requests.back().body,
               R"({"transactionId": "0ABC","cancelSessionResponse":")" + base64(cancel_session_response) + "\"}");
     EXPECT_EQ(errors(), no_code + on_prepare + "1\n");
-    EXPECT_TRUE(log.contains("Starting the Sub-procedure Profile Download and Installation - Download Rejection"));
-    EXPECT_TRUE(log.contains("[rsp__download_rejection] CancelSessionResponseEs9 is cancelSessionOk"));
+    EXPECT_THAT(
+        log.at(LOG__INFO),
+        testing::HasSubstr("3 Starting the Sub-procedure Profile Download and Installation - Download Rejection\n"));
+    EXPECT_THAT(log.at(LOG__INFO),
+                testing::HasSubstr("3 [rsp__download_rejection] CancelSessionResponseEs9 is cancelSessionOk\n"));
 }
 
 struct rejection_case {
@@ -328,10 +332,30 @@ INSTANTIATE_TEST_SUITE_P(
     })),
     [](const auto &info) { return std::string(info.param.name); });
 
+// The one answer that is not as it should be.
+struct changed_answer {
+    std::string path; // of the server, or the card's:
+    std::string body = {};
+    unsigned tag = 0;
+    scripted_card::answer answer = {};
+};
+
+changed_answer server_says(const char *path, const std::string &body) { return {.path = path, .body = body}; }
+
+changed_answer card_says(unsigned tag, const bytes_type &data) { return {.path = "", .tag = tag, .answer = {data}}; }
+
+changed_answer card_refuses(unsigned tag, unsigned sw = 0x6A88) { return {.path = "", .tag = tag, .answer = {{}, sw}}; }
+
+changed_answer card_is_not_reached(unsigned tag)
+{
+    changed_answer changed = card_says(tag, {});
+    changed.answer.not_sent = true;
+    return changed;
+}
+
 struct failure_case {
     const char *name;
-    std::function<void(std::map<std::string, std::string> &server, std::map<unsigned, scripted_card::answer> &answers)>
-        arrange;
+    changed_answer changed;
     uint32_t code;
     std::string errors;
 };
@@ -339,107 +363,61 @@ class failed_download : public profile_download, public testing::WithParamInterf
 
 TEST_P(failed_download, gives_its_code_and_ends_the_session)
 {
-    GetParam().arrange(server, answers);
+    const changed_answer &changed = GetParam().changed;
+    if (changed.path.empty()) answers[changed.tag] = changed.answer;
+    else server[changed.path] = changed.body;
     EXPECT_EQ(run(), GetParam().code);
     EXPECT_TRUE(result.empty());
     EXPECT_EQ(errors(), GetParam().errors);
     EXPECT_EQ(card.closed, 1);
 }
 
-#define ARRANGE [](auto &server, auto &answers)
 const std::string on_initiate = "[mutual_authentication] Error on initiate authentication, rc ";
 const std::string on_server = "[mutual_authentication] Error on authenticate server, rc ";
 const std::string on_client = "[mutual_authentication] Error on authenticate client, rc ";
 INSTANTIATE_TEST_SUITE_P(
     table, failed_download,
     testing::ValuesIn(std::to_array<failure_case>({
-        {"info_refused_quietly", ARRANGE { (void)server, answers[0xBF20] = {{}, 0x6A88};
-} // namespace
-, 6, ""
-}
-, {"info_while_refresh_is_pending_quietly", ARRANGE{(void)server, answers[0xBF20] = {{}, 0x6985};
-}
-, 18, ""
-}
-, {"info_not_sent", ARRANGE{(void)server, answers[0xBF20].not_sent = true;
-}
-, 14, "[initiate_authentication] Error on ES10.GetEUICCInfo, rc 14\n" + on_initiate + "14\n" + on_mutual + "14\n"
-}
-, {"challenge_refused_quietly", ARRANGE{(void)server, answers[0xBF2E] = {{}, 0x6A88};
-}
-, 6, ""
-}
-, {"challenge_not_sent", ARRANGE{(void)server, answers[0xBF2E].not_sent = true;
-}
-, 14, "[initiate_authentication] Error on ES10.GetEUICCChallenge, rc 14\n" + on_initiate + "14\n" + on_mutual + "14\n"
-}
-, {"challenge_of_15_bytes", ARRANGE{(void)server, answers[0xBF2E] = {tlv(0xBF2E, tlv(0x80, filler(15)))};
-}
-, 1,
-    "[initiate_authentication] tlv_data_extractor__euicc_challenge failed, rc 1\n" + on_initiate + "1\n" + on_mutual +
-        "1\n"
-}
-, {"server_does_not_initiate", ARRANGE{(void)answers, server["initiateAuthentication"] = "{" + failed_header + "}";
-}
-, 1, on_initiate + "1\n" + on_mutual + "1\n"
-}
-, {"no_transaction_id", ARRANGE{(void)answers, server["initiateAuthentication"] = http("\"x\":1");
-}
-, 1,
-    "[authenticate_client] 'transactionId' not found in initate authentication HTTP response\n" + on_server + "1\n" +
-        on_mutual + "1\n"
-}
-, {"no_server_signed_1", ARRANGE{(void)answers, server["initiateAuthentication"] = http(R"("transactionId":"0ABC")");
-}
-, 1,
-    "[authenticate_client] tlv_generator__authenticate_server_request failed, rc 1\n" + on_server + "1\n" + on_mutual +
-        "1\n"
-}
-, {"authenticate_server_refused", ARRANGE{(void)server, answers[0xBF38] = {{}, 0x6A88};
-}
-, 6, on_server + "6\n"
-}
-, {"authenticate_server_not_sent", ARRANGE{(void)server, answers[0xBF38].not_sent = true;
-}
-, 14, "[authenticate_client] eUICC__store_data failed, rc 14\n" + on_server + "14\n" + on_mutual + "14\n"
-}
-, {"authenticate_client_unreadable", ARRANGE{(void)answers, server["authenticateClient"] = "{}";
-}
-, 1, on_client + "1\n" + on_mutual + "1\n"
-}
-, {"authenticate_client_failed", ARRANGE{(void)answers, server["authenticateClient"] = "{" + failed_header + "}";
-}
-, 13,
-    "[rsp__prepare_download] The AuthenticateClientResponseEs9 has an authenticateClientError(10). Aborting the Remote Sim Provisioning procedure\n"
-}
-, {"smdp_signed_2_unreadable",
-   ARRANGE{(void)answers, server["authenticateClient"] = authenticated(tlv(0x30, tlv(0x01, {0})));
-}
-, 1,
-    "[rsp__prepare_download] Error extracting data from the smdpSigned2 of the AuthenticateClientResponseEs9, rc 1\n" +
-        on_prepare + "1\n"
-}
-, {"prepare_download_refused", ARRANGE{(void)server, answers[0xBF21] = {{}, 0x6A88};
-}
-, 6, "[rsp__prepare_download] ES10.PrepareDownload failed, rc 6\n" + on_prepare + "6\n"
-}
-, {"no_consent_to_the_package", ARRANGE{(void)answers, server["getBoundProfilePackage"] = "{" + failed_header + "}";
-}
-, 1, start + "Error on Get Bound Profile Package from the SMDP+ server, rc 1\n"
-}
-, {"no_package", ARRANGE{(void)answers, server["getBoundProfilePackage"] = http("\"x\":1");
-}
-, 1, start + "boundProfilePackage field not found in the get bound profile package response from the SMDP+ server\n"
-}
-, {"unreadable_package",
-   ARRANGE{(void)answers, server["getBoundProfilePackage"] = http(R"("boundProfilePackage":"AAAA")");
-}
-, 1, start + "Error on loading the bound profile package to the eUICC, rc 1\n"
-}
-,
-})),
-    [](const auto &info) {
-    return std::string(info.param.name); });
+        {"info_refused_quietly", card_refuses(0xBF20), 6, ""},
+        {"info_while_refresh_is_pending_quietly", card_refuses(0xBF20, 0x6985), 18, ""},
+        {"info_not_sent", card_is_not_reached(0xBF20), 14,
+         "[initiate_authentication] Error on ES10.GetEUICCInfo, rc 14\n" + on_initiate + "14\n" + on_mutual + "14\n"},
+        {"challenge_refused_quietly", card_refuses(0xBF2E), 6, ""},
+        {"challenge_not_sent", card_is_not_reached(0xBF2E), 14,
+         "[initiate_authentication] Error on ES10.GetEUICCChallenge, rc 14\n" + on_initiate + "14\n" + on_mutual +
+             "14\n"},
+        {"challenge_of_15_bytes", card_says(0xBF2E, tlv(0xBF2E, tlv(0x80, filler(15)))), 1,
+         "[initiate_authentication] tlv_data_extractor__euicc_challenge failed, rc 1\n" + on_initiate + "1\n" +
+             on_mutual + "1\n"},
+        {"server_does_not_initiate", server_says("initiateAuthentication", "{" + failed_header + "}"), 1,
+         on_initiate + "1\n" + on_mutual + "1\n"},
+        {"no_transaction_id", server_says("initiateAuthentication", http("\"x\":1")), 1,
+         "[authenticate_client] 'transactionId' not found in initate authentication HTTP response\n" + on_server +
+             "1\n" + on_mutual + "1\n"},
+        {"no_server_signed_1", server_says("initiateAuthentication", http(R"("transactionId":"0ABC")")), 1,
+         "[authenticate_client] tlv_generator__authenticate_server_request failed, rc 1\n" + on_server + "1\n" +
+             on_mutual + "1\n"},
+        {"authenticate_server_refused", card_refuses(0xBF38), 6, on_server + "6\n"},
+        {"authenticate_server_not_sent", card_is_not_reached(0xBF38), 14,
+         "[authenticate_client] eUICC__store_data failed, rc 14\n" + on_server + "14\n" + on_mutual + "14\n"},
+        {"authenticate_client_unreadable", server_says("authenticateClient", "{}"), 1,
+         on_client + "1\n" + on_mutual + "1\n"},
+        {"authenticate_client_failed", server_says("authenticateClient", "{" + failed_header + "}"), 13,
+         "[rsp__prepare_download] The AuthenticateClientResponseEs9 has an authenticateClientError(10). Aborting the Remote Sim Provisioning procedure\n"},
+        {"smdp_signed_2_unreadable", server_says("authenticateClient", authenticated(tlv(0x30, tlv(0x01, {0})))), 1,
+         "[rsp__prepare_download] Error extracting data from the smdpSigned2 of the AuthenticateClientResponseEs9, rc 1\n" +
+             on_prepare + "1\n"},
+        {"prepare_download_refused", card_refuses(0xBF21), 6,
+         "[rsp__prepare_download] ES10.PrepareDownload failed, rc 6\n" + on_prepare + "6\n"},
+        {"no_consent_to_the_package", server_says("getBoundProfilePackage", "{" + failed_header + "}"), 1,
+         start + "Error on Get Bound Profile Package from the SMDP+ server, rc 1\n"},
+        {"no_package", server_says("getBoundProfilePackage", http("\"x\":1")), 1,
+         start +
+             "boundProfilePackage field not found in the get bound profile package response from the SMDP+ server\n"},
+        {"unreadable_package", server_says("getBoundProfilePackage", http(R"("boundProfilePackage":"AAAA")")), 1,
+         start + "Error on loading the bound profile package to the eUICC, rc 1\n"},
+    })),
+    [](const auto &info) { return std::string(info.param.name); });
 
 TEST_F(profile_download, an_unknown_host_gives_11)
 {
