@@ -3,7 +3,7 @@
 #include "foundation/byte_utils.h"
 #include "foundation/log.h"
 #include "foundation/result.h"
-#include "tlv/length_field.h"
+#include "tlv/buffer_room.h"
 #include <string.h>
 
 namespace {
@@ -14,13 +14,6 @@ constexpr uint16_t matching_id_tag = 0x80;
 constexpr uint16_t device_info_tag = 0xA1;
 constexpr uint16_t tac_tag = 0x80;
 constexpr uint16_t device_capabilities_tag = 0xA1;
-
-// Says whether count bytes from offset on end within size; without a buffer, within the offsets a result can hold.
-bool fits(const uint8_t *buffer, uint32_t size, uint32_t offset, uint32_t count)
-{
-    const uint32_t limit = buffer && size < INT32_MAX ? size : INT32_MAX;
-    return offset <= limit && count <= limit - offset;
-}
 
 // Logs the code of a step that failed with text, whose one conversion is %ld. Returns the step's result.
 int32_t checked(int32_t result, const char *text)
@@ -126,46 +119,6 @@ int32_t measure_ctx_params1(const uint8_t *matching_id, uint32_t matching_id_len
 }
 
 } // namespace
-
-int32_t tlv_generator__add_tag(uint8_t *buffer, uint32_t size, uint32_t offset, uint16_t tag)
-{
-    const uint32_t count = ((tag >> 8) & 0x1F) == 0x1F ? 2 : 1;
-    log__string(LOG__TRACE, "[tlv_generator__add_tag] TAG 0x%04X, num bytes %u", tag, count);
-    if (!fits(buffer, size, offset, count)) {
-        log__string(
-            LOG__ERROR,
-            "[tlv_generator__add_tag] Not enough space to add the %04X to the buffer. Buffer size %u, buffer size needed %u",
-            tag, size, offset + count);
-        return -RESULT__NOT_ENOUGH_BUFFER;
-    }
-    const uint32_t end = offset + count;
-    if (!buffer) return (int32_t)end;
-    if (count == 2) buffer[offset] = (uint8_t)(tag >> 8);
-    buffer[end - 1] = (uint8_t)tag;
-    log__data(LOG__TRACE, "[tlv_generator__add_tag] TAG", buffer + offset, count);
-    return (int32_t)end;
-}
-
-int32_t tlv_generator__add_length(uint8_t *buffer, uint32_t size, uint32_t offset, uint32_t length)
-{
-    const uint32_t count = length_field_size(length);
-    if (count == 0) {
-        log__string(LOG__ERROR, "[tlv_generator__add_length] Error calculating the number of bytes of the LENGTH");
-        return -RESULT__FATAL_ERROR;
-    }
-    log__string(LOG__TRACE, "[tlv_generator__add_tag] LENGTH %u, num bytes %u", length, count);
-    if (!fits(buffer, size, offset, count)) {
-        log__string(
-            LOG__ERROR,
-            "[tlv_generator__add_length] Not enough space to add the LENGTH to the buffer. Buffer size %u, buffer size needed %u",
-            size, offset + count);
-        return -RESULT__NOT_ENOUGH_BUFFER;
-    }
-    if (!buffer) return (int32_t)(offset + count);
-    write_length_field(buffer + offset, count, length);
-    log__data(LOG__TRACE, "[tlv_generator__add_tag] LENGTH", buffer + offset, count);
-    return (int32_t)(offset + count);
-}
 
 int32_t tlv_generator__add_tag_and_length(uint8_t *buffer, uint32_t size, uint32_t offset, uint16_t tag,
                                           uint32_t length)

@@ -1,7 +1,7 @@
 #include "es10/es10_installation_extractor.h"
 #include "support/bytes.h"
 #include "support/log_capture.h"
-#include "unit/es10/primitive_fault.h"
+#include "unit/fakes/primitive_fault.h"
 #include <cstring>
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "es10/es10_notification_extractor.h"
 #include "support/bytes.h"
 #include "support/log_capture.h"
-#include "unit/es10/primitive_fault.h"
+#include "unit/fakes/primitive_fault.h"
 #include <gtest/gtest.h>
 
 namespace {

@@ -3,7 +3,7 @@
 #include "support/bytes.h"
 #include "support/log_capture.h"
 #include "unit/es10/fake_session.h"
-#include "unit/es10/primitive_fault.h"
+#include "unit/fakes/primitive_fault.h"
 #include "unit/es10/sample_requests.h"
 #include "unit/fakes/failing_memory.h"
 #include <cstring>

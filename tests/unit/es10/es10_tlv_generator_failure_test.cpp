@@ -1,8 +1,8 @@
 // Every failure that well-formed requests cannot provoke: a primitive below the encoders fails, and the log tells
 // where.
 #include "support/log_capture.h"
-#include "unit/es10/primitive_fault.h"
 #include "unit/es10/sample_requests.h"
+#include "unit/fakes/primitive_fault.h"
 #include <gtest/gtest.h>
 
 namespace {
@@ -131,72 +131,72 @@ const failure failures[] = {
      "1 [es10_tlv_generator__profile_info_list_request_tag_list] Not enough space to add the TLV to the buffer. Buffer size 4, buffer size needed 19\n"
      "1 [es10_tlv_generator__profile_info_list_request_value] Error on tagList TLV, rc -7\n"
      "1 [es10_tlv_generator__profile_info_list_request] Error adding the ProfileInfoListRequest VALUE to the buffer, rc -7\n"},
-    {"list_tag_1_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 1, -1, 0,
+    {"list_tag_1_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 3, -1, 0,
      "1 [es10_tlv_generator__profile_info_list_request_tag_list_value] Error on tag ICCID, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_tag_list] Error calculating the size of the tagList VALUE, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_value] Error on tagList TLV, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request] Error calculating the size of the ProfileInfoListRequest VALUE, rc -1\n"},
-    {"list_tag_2_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 2, -1, 0,
+    {"list_tag_2_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 4, -1, 0,
      "1 [es10_tlv_generator__profile_info_list_request_tag_list_value] Error on tag ISD-P AID, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_tag_list] Error calculating the size of the tagList VALUE, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_value] Error on tagList TLV, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request] Error calculating the size of the ProfileInfoListRequest VALUE, rc -1\n"},
-    {"list_tag_3_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 3, -1, 0,
+    {"list_tag_3_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 5, -1, 0,
      "1 [es10_tlv_generator__profile_info_list_request_tag_list_value] Error on tag Profile state, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_tag_list] Error calculating the size of the tagList VALUE, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_value] Error on tagList TLV, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request] Error calculating the size of the ProfileInfoListRequest VALUE, rc -1\n"},
-    {"list_tag_4_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 4, -1, 0,
+    {"list_tag_4_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 6, -1, 0,
      "1 [es10_tlv_generator__profile_info_list_request_tag_list_value] Error on tag Profile Nickname, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_tag_list] Error calculating the size of the tagList VALUE, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_value] Error on tagList TLV, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request] Error calculating the size of the ProfileInfoListRequest VALUE, rc -1\n"},
-    {"list_tag_5_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 5, -1, 0,
+    {"list_tag_5_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 7, -1, 0,
      "1 [es10_tlv_generator__profile_info_list_request_tag_list_value] Error on tag Service provider name, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_tag_list] Error calculating the size of the tagList VALUE, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_value] Error on tagList TLV, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request] Error calculating the size of the ProfileInfoListRequest VALUE, rc -1\n"},
-    {"list_tag_6_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 6, -1, 0,
+    {"list_tag_6_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 8, -1, 0,
      "1 [es10_tlv_generator__profile_info_list_request_tag_list_value] Error on tag Profile name, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_tag_list] Error calculating the size of the tagList VALUE, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_value] Error on tagList TLV, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request] Error calculating the size of the ProfileInfoListRequest VALUE, rc -1\n"},
-    {"list_tag_7_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 7, -1, 0,
+    {"list_tag_7_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 9, -1, 0,
      "1 [es10_tlv_generator__profile_info_list_request_tag_list_value] Error on tag Icon type, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_tag_list] Error calculating the size of the tagList VALUE, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_value] Error on tagList TLV, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request] Error calculating the size of the ProfileInfoListRequest VALUE, rc -1\n"},
-    {"list_tag_8_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 8, -1, 0,
+    {"list_tag_8_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 10, -1, 0,
      "1 [es10_tlv_generator__profile_info_list_request_tag_list_value] Error on tag Icon, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_tag_list] Error calculating the size of the tagList VALUE, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_value] Error on tagList TLV, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request] Error calculating the size of the ProfileInfoListRequest VALUE, rc -1\n"},
-    {"list_tag_9_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 9, -1, 0,
+    {"list_tag_9_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 11, -1, 0,
      "1 [es10_tlv_generator__profile_info_list_request_tag_list_value] Error on tag Profile Class, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_tag_list] Error calculating the size of the tagList VALUE, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_value] Error on tagList TLV, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request] Error calculating the size of the ProfileInfoListRequest VALUE, rc -1\n"},
-    {"list_tag_10_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 10, -1, 0,
+    {"list_tag_10_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 12, -1, 0,
      "1 [es10_tlv_generator__profile_info_list_request_tag_list_value] Error on tag Notification Configuration Info, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_tag_list] Error calculating the size of the tagList VALUE, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_value] Error on tagList TLV, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request] Error calculating the size of the ProfileInfoListRequest VALUE, rc -1\n"},
-    {"list_tag_11_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 11, -1, 0,
+    {"list_tag_11_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 13, -1, 0,
      "1 [es10_tlv_generator__profile_info_list_request_tag_list_value] Error on tag Profile Owner, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_tag_list] Error calculating the size of the tagList VALUE, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_value] Error on tagList TLV, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request] Error calculating the size of the ProfileInfoListRequest VALUE, rc -1\n"},
-    {"list_tag_12_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 12, -1, 0,
+    {"list_tag_12_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 14, -1, 0,
      "1 [es10_tlv_generator__profile_info_list_request_tag_list_value] Error on tag SM-DP+ proprietary data, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_tag_list] Error calculating the size of the tagList VALUE, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_value] Error on tagList TLV, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request] Error calculating the size of the ProfileInfoListRequest VALUE, rc -1\n"},
-    {"list_tag_13_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 13, -1, 0,
+    {"list_tag_13_size", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 15, -1, 0,
      "1 [es10_tlv_generator__profile_info_list_request_tag_list_value] Error on tag Profile Policy Rules, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_tag_list] Error calculating the size of the tagList VALUE, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request_value] Error on tagList TLV, rc -1\n"
      "1 [es10_tlv_generator__profile_info_list_request] Error calculating the size of the ProfileInfoListRequest VALUE, rc -1\n"},
-    {"list_tag", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 27, -7, 0,
+    {"list_tag", "profile_list_by_aid_with_all_tags", "tlv_generator__add_tag", 43, -7, 0,
      "1 [es10_tlv_generator__profile_info_list_request_tag_list_value] Error on tag ICCID, rc -7\n"
      "1 [es10_tlv_generator__profile_info_list_request_tag_list] Error adding the tagList VALUE to the buffer, rc -7\n"
      "1 [es10_tlv_generator__profile_info_list_request_value] Error on tagList TLV, rc -7\n"

@@ -1,6 +1,6 @@
 // Level 5: the sizes and dumps of one encoding, from an empty log on.
 #include "support/log_capture.h"
-#include "unit/es10/primitive_fault.h"
+#include "unit/fakes/primitive_fault.h"
 #include "unit/es10/sample_requests.h"
 #include <gtest/gtest.h>
 

@@ -1,40 +1,6 @@
-#include "unit/es10/primitive_fault.h"
+// What the es10 tests can make fail below the encoders and decoders.
 #include "tlv/ber_tlv_parser.h"
-#include <string_view>
-
-namespace {
-const char *failing = nullptr;
-int calls_left = 0;
-int32_t chosen = 0;
-bool happened = false;
-
-bool fails_now(std::string_view primitive)
-{
-    if (!failing || primitive != failing || calls_left == 0 || --calls_left > 0) return false;
-    happened = true;
-    return true;
-}
-} // namespace
-
-primitive_fault::primitive_fault(const char *primitive, int nth, int32_t result)
-{
-    failing = primitive;
-    calls_left = nth;
-    chosen = result;
-    happened = false;
-}
-
-primitive_fault::~primitive_fault() { failing = nullptr; }
-
-bool primitive_fault::reached() { return happened; }
-
-// The linker's --wrap. One line says: unless its turn has come, primitive does what it always did.
-#define WRAP(type, primitive, parameters, arguments)                                                                   \
-    extern "C" type __real_##primitive parameters;                                                                     \
-    extern "C" type __wrap_##primitive parameters                                                                      \
-    {                                                                                                                  \
-        return fails_now(#primitive) ? static_cast<type>(chosen) : __real_##primitive arguments;                       \
-    }
+#include "unit/fakes/primitive_fault.h"
 
 WRAP(int32_t, tlv_generator__add_tag, (uint8_t * buffer, uint32_t size, uint32_t offset, uint16_t tag),
      (buffer, size, offset, tag))
