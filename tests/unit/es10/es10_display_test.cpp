@@ -1,8 +1,8 @@
 #include "es10/es10_display.h"
 #include "support/bytes.h"
 #include "support/log_capture.h"
-#include "unit/fakes/primitive_fault.h"
 #include "unit/es10/sample_requests.h"
+#include "unit/fakes/primitive_fault.h"
 #include <gtest/gtest.h>
 
 namespace {

@@ -3,9 +3,9 @@
 #include "support/bytes.h"
 #include "support/log_capture.h"
 #include "unit/es10/fake_session.h"
-#include "unit/fakes/primitive_fault.h"
 #include "unit/es10/sample_requests.h"
 #include "unit/fakes/failing_memory.h"
+#include "unit/fakes/primitive_fault.h"
 #include <cstring>
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // Level 5: the sizes and dumps of one encoding, from an empty log on.
 #include "support/log_capture.h"
-#include "unit/fakes/primitive_fault.h"
 #include "unit/es10/sample_requests.h"
+#include "unit/fakes/primitive_fault.h"
 #include <gtest/gtest.h>
 
 namespace {
