@@ -3,7 +3,7 @@
 #include "lpa/memory.h"
 #include "support/bytes.h"
 #include "support/log_capture.h"
-#include "unit/es9/failing_print.h"
+#include "unit/fakes/failing_format.h"
 #include "unit/fakes/failing_memory.h"
 #include <array>
 #include <gtest/gtest.h>
@@ -141,7 +141,7 @@ TEST_P(json_generator, tells_when_it_cannot_print)
     const char *const expected[] = {GetParam().bad_length, GetParam().not_printed};
     for (int nth = 1; nth <= 2; ++nth) {
         log.clear();
-        const failing_print print(GetParam().format, nth);
+        const failing_format failing(GetParam().format, nth);
         EXPECT_EQ(run(GetParam().run), 1U);
         EXPECT_EQ(json.get(), nullptr);
         EXPECT_EQ(log.up_to(LOG__INFO), std::string("1 ") + expected[nth - 1] + "\n");

@@ -2,7 +2,7 @@
 #include "foundation/log.h"
 #include "lpa/memory.h"
 #include "support/log_capture.h"
-#include "unit/es9/failing_print.h"
+#include "unit/fakes/failing_format.h"
 #include "unit/fakes/failing_memory.h"
 #include "unit/fakes/fake_https.h"
 #include <array>
@@ -271,7 +271,7 @@ TEST_F(https, a_content_length_that_cannot_be_printed_ends_the_request)
         "1 [network__send_https_request] Can't add data inside the content_length_header\n",
     };
     for (int nth = 1; nth <= 2; ++nth) {
-        const failing_print print("Content-Length: %u", nth);
+        const failing_format failing("Content-Length: %u", nth);
         log.clear();
         EXPECT_EQ(send("{}"), 1U);
         EXPECT_EQ(log.up_to(LOG__INFO), expected[nth - 1]);

@@ -2,9 +2,9 @@
 #include "lpa/json_generator.h"
 #include "support/bytes.h"
 #include "support/log_capture.h"
+#include "unit/fakes/failing_format.h"
 #include "unit/fakes/failing_memory.h"
 #include "unit/fakes/fake_factory.h"
-#include "unit/lpa/failing_format.h"
 #include "unit/lpa/scripted_card.h"
 #include <algorithm>
 #include <cstring>

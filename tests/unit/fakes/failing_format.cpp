@@ -1,4 +1,4 @@
-#include "unit/lpa/failing_format.h"
+#include "unit/fakes/failing_format.h"
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
