@@ -1,361 +1,324 @@
 #include "simulator/modem.h"
-#include <algorithm>
-#include <cstring>
+#include "simulator/descriptor.h"
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <deque>
 #include <fcntl.h>
+#include <mutex>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/inotify.h>
 #include <sys/ioctl.h>
 #include <system_error>
 #include <termios.h>
+#include <thread>
 
 namespace sim {
 namespace {
 using nlohmann::json;
+using clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
-constexpr int idle_ms = 200;
-constexpr int cme_not_allowed = 3;
-constexpr int cme_not_supported = 4;
-constexpr int cme_sim_failure = 13;
-constexpr int cme_sim_busy = 14;
+constexpr size_t max_unread = 1024 * 1024; // what nobody reads is lost in the end
+constexpr milliseconds piece_pause(1);
+constexpr milliseconds vanish_patience(1000); // for the last answer to be read
+constexpr milliseconds vanish_check(1);
+constexpr milliseconds plug_in_pause(100);
 
-const char *cme_text(int code)
+std::system_error failure(const char *what) { return {errno, std::generic_category(), what}; }
+
+// A pseudo-terminal. The slave is held open: closing it elsewhere is no hang-up then.
+struct pseudo_terminal {
+    descriptor master;
+    descriptor slave;
+    descriptor watch; // inotify: others open and close the slave
+    int openers = 0;
+};
+
+pseudo_terminal open_pseudo_terminal(std::string *name)
 {
-    switch (code) {
-    case cme_not_allowed:
-        return "operation not allowed";
-    case cme_not_supported:
-        return "operation not supported";
-    case cme_sim_failure:
-        return "SIM failure";
-    case cme_sim_busy:
-        return "SIM busy";
-    default:
-        return "unknown";
-    }
+    pseudo_terminal made;
+    made.master = descriptor(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    char buffer[64];
+    if (!made.master || grantpt(made.master.get()) != 0 || unlockpt(made.master.get()) != 0 ||
+        ptsname_r(made.master.get(), buffer, sizeof buffer) != 0)
+        throw failure("pseudo-terminal");
+    *name = buffer;
+    made.slave = descriptor(open(buffer, O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    termios settings = {};
+    if (!made.slave || tcgetattr(made.slave.get(), &settings) != 0) throw failure(buffer);
+    cfmakeraw(&settings); // or the terminal would echo the modem's own words back to it
+    tcsetattr(made.slave.get(), TCSANOW, &settings);
+    made.watch = descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    inotify_add_watch(made.watch.get(), buffer, IN_OPEN | IN_CLOSE);
+    return made;
 }
 
-std::string upper(std::string text)
-{
-    std::ranges::transform(text, text.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-    return text;
-}
-
-bool begins(const std::string &text, const std::string &start) { return text.compare(0, start.size(), start) == 0; }
-
-[[noreturn]] void fail(const char *what) { throw std::system_error(errno, std::generic_category(), what); }
+// What goes out at a time of its own.
+struct outgoing {
+    clock::time_point due;
+    std::string bytes;
+    bool vanishes = false; // the terminal does, once all before it was read
+    int return_ms = 0;
+    clock::time_point latest = {}; // or at this time, whoever sleeps
+};
 } // namespace
 
-modem::modem(uint32_t number, std::filesystem::path terminal, euicc &card)
-    : number_(number), terminal_(std::move(terminal)), card_(card), wake_(eventfd(0, EFD_CLOEXEC))
+struct modem::state {
+    state(int number, std::filesystem::path made_link, card_slot card);
+    ~state();
+    state(const state &) = delete;
+    state &operator=(const state &) = delete;
+
+    void run();
+    void plug_in();
+    void try_to_plug_in();
+    void unplug(int return_ms);
+    int wait_ms() const;
+    void note_openers();
+    void receive();
+    void send_due();
+    bool send_front();
+    bool is_read_out(const outgoing &last) const;
+    void queue(const modem_reaction &reaction);
+    void queue_text(clock::time_point due, const std::string &text);
+    json control(const json &command);
+    json log() const;
+
+    std::filesystem::path link;
+    descriptor wake;
+    std::mutex mutex; // of all below
+    at_interpreter interpreter;
+    pseudo_terminal terminal;
+    std::deque<outgoing> output;
+    size_t unread = 0; // bytes in output
+    std::optional<clock::time_point> back_at;
+    bool ends = false;
+    std::thread thread;
+};
+
+modem::state::state(int number, std::filesystem::path made_link, card_slot card)
+    : link(std::move(made_link)), wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), interpreter(number, std::move(card))
 {
-    if (!wake_) fail("eventfd");
-    open_terminal();
-    thread_ = std::thread([this] { serve(); });
+    if (!wake) throw failure("eventfd");
+    plug_in();
+    thread = std::thread([this] { run(); });
 }
 
-modem::~modem()
+modem::state::~state()
 {
     {
-        const std::lock_guard lock(mutex_);
-        stopping_ = true;
+        const std::lock_guard lock(mutex);
+        ends = true;
     }
-    eventfd_write(wake_.get(), 1);
-    thread_.join();
-    close_terminal();
+    eventfd_write(wake.get(), 1);
+    thread.join();
+    std::error_code ignored;
+    std::filesystem::remove(link, ignored);
 }
 
-void modem::open_terminal()
+void modem::state::plug_in()
 {
-    master_ = descriptor(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK));
-    char name[64];
-    if (!master_ || grantpt(master_.get()) != 0 || unlockpt(master_.get()) != 0 ||
-        ptsname_r(master_.get(), name, sizeof name) != 0)
-        fail("pseudo-terminal");
-    slave_ = descriptor(open(name, O_RDWR | O_NOCTTY | O_CLOEXEC));
-    termios settings = {};
-    if (!slave_ || tcgetattr(slave_.get(), &settings) != 0) fail(name);
-    cfmakeraw(&settings);
-    tcsetattr(slave_.get(), TCSANOW, &settings);
-    std::filesystem::remove(terminal_);
-    std::filesystem::create_symlink(name, terminal_);
+    std::string name;
+    terminal = open_pseudo_terminal(&name);
+    const std::filesystem::path made = link.string() + ".new";
+    std::filesystem::remove(made);
+    std::filesystem::create_symlink(name, made);
+    std::filesystem::rename(made, link); // at no time does the link lead to another device
+    back_at.reset();
 }
 
-void modem::close_terminal()
+// A machine that is out of pseudo-terminals for a moment must not end the simulator.
+void modem::state::try_to_plug_in()
+{
+    try {
+        plug_in();
+    } catch (const std::system_error &) {
+        back_at = clock::now() + plug_in_pause;
+    }
+}
+
+void modem::state::unplug(int return_ms)
 {
     std::error_code ignored;
-    std::filesystem::remove(terminal_, ignored);
-    slave_ = descriptor();
-    master_ = descriptor();
-    input_.clear();
+    std::filesystem::remove(link, ignored);
+    terminal = {};
+    output.clear();
+    unread = 0;
+    interpreter.forget_partial_line();
+    back_at.reset();
+    if (return_ms >= 0) back_at = clock::now() + milliseconds(return_ms);
 }
 
-void modem::serve()
+int modem::state::wait_ms() const
 {
-    for (;;) {
-        int master = -1;
-        {
-            const std::lock_guard lock(mutex_);
-            if (stopping_) return;
-            master = master_.get();
+    std::optional<clock::time_point> next = back_at;
+    if (!output.empty()) next = output.front().due;
+    if (!next) return -1;
+    const auto left = std::chrono::ceil<milliseconds>(*next - clock::now());
+    return static_cast<int>(std::max<int64_t>(left.count(), 0));
+}
+
+void modem::state::run()
+{
+    std::unique_lock lock(mutex);
+    while (!ends) {
+        const bool writes = !output.empty() && output.front().due <= clock::now() && !output.front().bytes.empty();
+        std::array<pollfd, 3> watched = {
+            {{wake.get(), POLLIN, 0},
+             {terminal.watch.get(), POLLIN, 0},
+             {terminal.master.get(), static_cast<short>(writes ? POLLIN | POLLOUT : POLLIN), 0}}};
+        const int timeout = writes ? -1 : wait_ms();
+        lock.unlock();
+        poll(watched.data(), watched.size(), timeout);
+        lock.lock();
+        eventfd_t ignored = 0;
+        if (watched[0].revents) eventfd_read(wake.get(), &ignored);
+        if (watched[1].revents) note_openers();
+        if (watched[2].revents & POLLIN) receive();
+        send_due();
+        if (back_at && *back_at <= clock::now()) try_to_plug_in();
+    }
+}
+
+// When the last one who had the terminal open is gone, so is what he did not read, and his claim to have it alone:
+// a pseudo-terminal remembers that, unlike a device that is really closed.
+void modem::state::note_openers()
+{
+    alignas(inotify_event) char buffer[4096];
+    bool closed = false;
+    for (ssize_t size = 0; (size = read(terminal.watch.get(), buffer, sizeof buffer)) > 0;)
+        for (const char *at = buffer; at < buffer + size;) {
+            const auto *event = reinterpret_cast<const inotify_event *>(at);
+            if (event->mask & IN_OPEN) ++terminal.openers;
+            if (event->mask & IN_CLOSE) --terminal.openers;
+            closed = closed || event->mask & IN_CLOSE;
+            at += sizeof *event + event->len;
         }
-        pollfd waited[] = {{wake_.get(), POLLIN, 0}, {master, POLLIN, 0}};
-        const int ready = poll(waited, 2, idle_ms);
-        const std::lock_guard lock(mutex_);
-        if (waited[0].revents != 0) {
-            eventfd_t ignored = 0;
-            eventfd_read(wake_.get(), &ignored);
+    if (!closed || terminal.openers > 0) return;
+    ioctl(terminal.slave.get(), TIOCNXCL);
+    std::erase_if(output, [](const outgoing &one) { return !one.vanishes; });
+    unread = 0;
+}
+
+void modem::state::receive()
+{
+    char bytes[4096];
+    const ssize_t count = read(terminal.master.get(), bytes, sizeof bytes);
+    if (count <= 0) return;
+    for (const modem_reaction &reaction : interpreter.receive({bytes, static_cast<size_t>(count)}))
+        queue(reaction);
+}
+
+void modem::state::queue(const modem_reaction &reaction)
+{
+    const auto now = clock::now();
+    queue_text(now, reaction.at_once);
+    queue_text(now + milliseconds(interpreter.habits.latency_ms), reaction.answer);
+    if (reaction.vanishes)
+        output.push_back(
+            {now, "", true, reaction.return_ms, now + milliseconds(interpreter.habits.latency_ms) + vanish_patience});
+}
+
+void modem::state::queue_text(clock::time_point due, const std::string &text)
+{
+    if (!terminal.master || unread + text.size() > max_unread) return;
+    unread += text.size();
+    const auto piece = size_t{interpreter.habits.piece};
+    for (size_t at = 0; at < text.size(); due += piece_pause) {
+        const size_t size = piece == 0 ? text.size() : std::min(piece, text.size() - at);
+        output.push_back({due, text.substr(at, size)});
+        at += size;
+    }
+}
+
+// In the order queued: an entry waits for those before it, even when it is due.
+void modem::state::send_due()
+{
+    while (!output.empty() && output.front().due <= clock::now()) {
+        outgoing &front = output.front();
+        if (front.vanishes) {
+            if (!is_read_out(front)) {
+                front.due = clock::now() + vanish_check;
+                return;
+            }
+            unplug(front.return_ms);
+        } else if (!send_front()) {
+            return;
         }
-        // A user that was killed leaves the terminal marked as taken.
-        if (ready == 0 && slave_) ioctl(slave_.get(), TIOCNXCL);
-        if (!(waited[1].revents & POLLIN) || master_.get() != master) continue;
-        char bytes[4096];
-        const ssize_t count = read(master, bytes, sizeof bytes);
-        if (count > 0) take(bytes, static_cast<size_t>(count));
     }
 }
 
-void modem::take(const char *bytes, size_t count)
+bool modem::state::send_front()
 {
-    constexpr size_t longest_line = 4096;
-    for (size_t i = 0; i < count && master_; ++i) {
-        if (bytes[i] == '\n') continue;
-        if (bytes[i] != '\r') {
-            if (input_.size() < longest_line) input_ += bytes[i];
-            continue;
-        }
-        const std::string line = std::exchange(input_, {});
-        if (!line.empty()) execute(line);
-    }
+    std::string &bytes = output.front().bytes;
+    const ssize_t count = write(terminal.master.get(), bytes.data(), bytes.size());
+    if (count <= 0) return false;
+    unread -= static_cast<size_t>(count);
+    bytes.erase(0, static_cast<size_t>(count));
+    if (bytes.empty()) output.pop_front();
+    return true;
 }
 
-void modem::execute(const std::string &command)
+// A hang-up throws away what the other side has not read: it gets a while for that.
+bool modem::state::is_read_out(const outgoing &last) const
 {
-    if (switches_.echo) write(command + "\r");
-    const auto hit = take_fault(command);
-    const std::string answer = hit ? apply(*hit, command) : answer_to(command);
-    std::string logged = answer;
-    std::erase_if(logged, [](char c) { return c == '\r' || c == '\n'; });
-    log_.push_back({command, logged});
-    if (!master_ || answer.empty()) return;
-    if (switches_.latency_ms > 0) usleep(switches_.latency_ms * 1000);
-    if (switches_.unsolicited_every > 0 && ++answers_ % switches_.unsolicited_every == 0)
-        write(line(answers_ % 2 ? "+CREG: 1" : "+QIND: \"csq\",17,99"));
-    write(answer);
+    int waiting = 0;
+    ioctl(terminal.slave.get(), FIONREAD, &waiting);
+    return waiting == 0 || terminal.openers == 0 || clock::now() >= last.latest;
 }
 
-void modem::write(const std::string &text)
+json modem::state::control(const json &command)
 {
-    const size_t step = switches_.piece > 0 ? switches_.piece : text.size();
-    for (size_t at = 0; at < text.size();) {
-        const ssize_t count = ::write(master_.get(), text.data() + at, std::min(step, text.size() - at));
-        if (count > 0) {
-            at += static_cast<size_t>(count);
-            continue;
-        }
-        if (count < 0 && errno != EAGAIN && errno != EINTR) return;
-        pollfd waited{master_.get(), POLLOUT, 0};
-        if (poll(&waited, 1, idle_ms) <= 0) return; // nobody reads
-    }
-}
-
-std::string modem::line(const std::string &text) const
-{
-    return (switches_.cr_cr_lf ? "\r\r\n" : "\r\n") + text + (switches_.cr_cr_lf ? "\r\r\n" : "\r\n");
-}
-
-std::string modem::cme_error(int code) const
-{
-    if (cmee_ == 0) return line("ERROR");
-    return line("+CME ERROR: " + (cmee_ == 1 ? std::to_string(code) : std::string(cme_text(code))));
-}
-
-std::string modem::answer_to(const std::string &command)
-{
-    const std::string name = upper(command);
-    if (begins(name, "AT+CSIM=")) return csim(command.substr(8));
-    if (name == "AT+CMEE=?") return line("+CMEE: " + switches_.cmee_modes) + ok();
-    if (name == "AT+CMEE?") return line("+CMEE: " + std::to_string(cmee_)) + ok();
-    if (begins(name, "AT+CMEE=") && name.size() == 9 && name[8] >= '0' && name[8] <= '2') {
-        cmee_ = name[8] - '0';
-        return ok();
-    }
-    if (begins(name, "AT+CFUN=")) return cfun(name.substr(8));
-    if (name == "AT+CFUN?") return line(std::string("+CFUN: ") + (radio_ ? "1" : "0")) + ok();
-    if (name == "AT+CPIN?") {
-        if (!radio_) return cme_error(cme_sim_failure);
-        if (busy_left_ > 0) {
-            --busy_left_;
-            return cme_error(cme_sim_busy);
-        }
-        return line("+CPIN: READY") + ok();
-    }
-    if (name == "ATE0" || name == "ATE1") {
-        switches_.echo = name == "ATE1";
-        return ok();
-    }
-    if (name == "AT") return ok();
-    if (name == "AT+CGMI") return line("Simulated") + ok();
-    if (name == "AT+CGMM") return line("Desk modem") + ok();
-    if (name == "ATI") return line("Simulated") + line("Desk modem") + ok();
-    if (name == "AT+CGSN") return line("35000000000000" + std::to_string(number_)) + ok();
-    return cme_error(cme_not_supported);
-}
-
-std::string modem::cfun(const std::string &value)
-{
-    if (value == "0") {
-        radio_ = false;
-        card_.reset();
-        return ok();
-    }
-    if (value != "1") return cme_error(cme_not_supported);
-    if (switches_.cfun_errors > 0) {
-        --switches_.cfun_errors;
-        return line("ERROR");
-    }
-    radio_ = true;
-    card_.reset();
-    switches_.echo = true;
-    cmee_ = 0;
-    busy_left_ = switches_.sim_busy;
-    return ok();
-}
-
-// arguments: <length>,"<command>"
-std::string modem::csim(const std::string &arguments)
-{
-    constexpr unsigned long shortest = 10;
-    constexpr unsigned long longest = 522;
-    const size_t first = arguments.find('"');
-    const size_t last = arguments.rfind('"');
-    if (first == std::string::npos || last <= first) return cme_error(cme_not_allowed);
-    const std::string digits = arguments.substr(first + 1, last - first - 1);
-    const unsigned long length = strtoul(arguments.c_str(), nullptr, 10);
-    if (length != digits.size() || length < shortest || length > longest || length % 2 != 0)
-        return cme_error(cme_not_allowed);
-    if (!radio_) return cme_error(cme_sim_failure);
-    byte_vector response;
-    try {
-        response = exchange_apdu(from_hex(digits));
-    } catch (const std::exception &) { // no hex digits
-        return cme_error(cme_not_allowed);
-    }
-    if (response.empty()) return cme_error(cme_sim_failure); // the card lost power
-    return line(csim_text(response)) + ok();
-}
-
-byte_vector modem::exchange_apdu(byte_view command)
-{
-    byte_vector response = card_.transmit(command);
-    while (switches_.collects && response.size() >= 2 && response[response.size() - 2] == 0x61) {
-        const byte_vector next = card_.transmit(byte_vector{command[0], 0xC0, 0x00, 0x00, response.back()});
-        response.resize(response.size() - 2);
-        response.insert(response.end(), next.begin(), next.end());
-    }
-    return response;
-}
-
-std::string modem::csim_text(byte_view response) const
-{
-    std::string digits = to_hex(response);
-    if (switches_.lower_case)
-        std::ranges::transform(digits, digits.begin(), [](unsigned char c) { return static_cast<char>(tolower(c)); });
-    const char *quote = switches_.quotes ? "\"" : "";
-    return std::string("+CSIM:") + (switches_.blank ? " " : "") + std::to_string(digits.size()) + "," + quote + digits +
-           quote;
-}
-
-std::optional<modem::fault> modem::take_fault(const std::string &command)
-{
-    for (fault &candidate : faults_) {
-        if (candidate.times == 0 || command.find(candidate.contains) == std::string::npos) continue;
-        if (candidate.skip > 0) {
-            --candidate.skip;
-            continue;
-        }
-        --candidate.times;
-        ++faults_fired_;
-        return candidate;
-    }
-    return std::nullopt;
-}
-
-std::string modem::apply(const fault &hit, const std::string &command)
-{
-    std::string answer;
-    if (hit.after || hit.kind == "truncate" || hit.kind == "garbage") answer = answer_to(command);
-    if (hit.kind == "error") return line("ERROR");
-    if (hit.kind == "cme-error") return line("+CME ERROR: " + hit.text);
-    if (hit.kind == "status-word") return line(csim_text(from_hex(hit.text))) + ok();
-    if (hit.kind == "answer") return hit.text;
-    if (hit.kind == "truncate") {
-        const size_t quote = answer.find('"');
-        const size_t end = answer.rfind('"');
-        if (quote == std::string::npos || end - quote - 1 <= hit.length) return answer;
-        return answer.substr(0, quote + 1 + hit.length) + answer.substr(end);
-    }
-    if (hit.kind == "garbage") return line("^SIMST: 1") + "\x01\x7f~" + answer;
-    if (hit.kind == "hang-up") close_terminal();
-    if (hit.kind == "power-cut") {
-        card_.reset();
-        return cme_error(cme_sim_failure);
-    }
-    return {}; // silence
-}
-
-json modem::control(const json &command)
-{
-    const std::lock_guard lock(mutex_);
     const std::string what = command.at("do");
-    if (what == "log") {
-        json entries = json::array();
-        for (const exchange &entry : log_)
-            entries.push_back({{"command", entry.command}, {"answer", entry.answer}});
-        return {{"log", entries}};
+    if (what == "log") return {{"log", log()}};
+    if (what == "inspect") {
+        json result = interpreter.describe();
+        result["terminal"] = link;
+        result["present"] = static_cast<bool>(terminal.master);
+        return result;
     }
-    if (what == "clear-log") {
-        log_.clear();
-    } else if (what == "set") {
-        switches_.echo = command.value("echo", switches_.echo);
-        switches_.quotes = command.value("quotes", switches_.quotes);
-        switches_.blank = command.value("blank", switches_.blank);
-        switches_.lower_case = command.value("lower_case", switches_.lower_case);
-        switches_.cr_cr_lf = command.value("cr_cr_lf", switches_.cr_cr_lf);
-        switches_.collects = command.value("collects", switches_.collects);
-        switches_.piece = command.value("piece", switches_.piece);
-        switches_.latency_ms = command.value("latency_ms", switches_.latency_ms);
-        switches_.unsolicited_every = command.value("unsolicited_every", switches_.unsolicited_every);
-        switches_.cmee_modes = command.value("cmee_modes", switches_.cmee_modes);
-        switches_.cfun_errors = command.value("cfun_errors", switches_.cfun_errors);
-        switches_.sim_busy = command.value("sim_busy", switches_.sim_busy);
-    } else if (what == "fault") {
-        static const std::vector<std::string> kinds = {"error",   "cme-error", "status-word", "answer",   "truncate",
-                                                       "garbage", "silence",   "hang-up",     "power-cut"};
-        fault ordered{.contains = command.value("contains", ""),
-                      .skip = command.value("nth", 1U) - 1,
-                      .times = command.value("times", 1U),
-                      .kind = command.at("kind"),
-                      .text = command.value("text", ""),
-                      .length = command.value("length", size_t{0}),
-                      .after = command.value("after", false)};
-        if (std::ranges::find(kinds, ordered.kind) == kinds.end()) throw std::invalid_argument("unknown kind of fault");
-        if (ordered.kind == "status-word") from_hex(ordered.text);
-        faults_.push_back(std::move(ordered));
-    } else if (what == "clear-faults") {
-        faults_.clear();
-    } else if (what == "hang-up") {
-        close_terminal();
-        eventfd_write(wake_.get(), 1);
-    } else if (what == "return") {
-        if (!master_) open_terminal();
-        eventfd_write(wake_.get(), 1);
-    } else if (what == "inspect") {
-        return {{"terminal", terminal_.string()}, {"commands", log_.size()}, {"faults_fired", faults_fired_},
-                {"echo", switches_.echo},         {"cmee", cmee_},           {"radio", radio_}};
+    if (what == "clear-log") interpreter.log.clear();
+    else if (what == "set") interpreter.set(command);
+    else if (what == "fault") interpreter.faults.add(command);
+    else if (what == "clear-faults") interpreter.faults.clear();
+    else if (what == "line") queue_text(clock::now(), interpreter.unsolicited(command.at("text").get<std::string>()));
+    else if (what == "hang-up") unplug(command.value("return_ms", -1));
+    else if (what == "return") {
+        if (!terminal.master) plug_in();
     } else {
         throw std::invalid_argument("the modem does not know \"" + what + "\"");
     }
     return json::object();
+}
+
+json modem::state::log() const
+{
+    json entries = json::array();
+    for (const exchange_entry &entry : interpreter.log) {
+        entries.push_back({{"command", entry.command}, {"answer", entry.answer}});
+        if (entry.fault) entries.back()["fault"] = entry.fault;
+    }
+    return entries;
+}
+
+modem::modem(int number, std::filesystem::path link, card_slot card)
+    : state_(std::make_unique<state>(number, std::move(link), std::move(card)))
+{
+}
+
+modem::~modem() = default;
+
+const std::filesystem::path &modem::terminal() const { return state_->link; }
+
+json modem::control(const json &command)
+{
+    const std::lock_guard lock(state_->mutex);
+    json result = state_->control(command);
+    eventfd_write(state_->wake.get(), 1);
+    return result;
 }
 
 } // namespace sim

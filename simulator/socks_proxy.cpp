@@ -1,4 +1,5 @@
 #include "simulator/socks_proxy.h"
+#include <algorithm>
 #include <arpa/inet.h>
 #include <netdb.h>
 #include <poll.h>
@@ -12,15 +13,30 @@ namespace sim {
 namespace {
 using nlohmann::json;
 
+// RFC 1928.
 constexpr uint8_t version = 5;
+constexpr uint8_t no_authentication = 0;
+constexpr uint8_t no_acceptable_method = 0xFF;
+constexpr uint8_t command_connect = 1;
 constexpr uint8_t address_ipv4 = 1;
 constexpr uint8_t address_name = 3;
+constexpr uint8_t address_ipv6 = 4;
+constexpr uint8_t reply_succeeded = 0;
 constexpr uint8_t reply_host_unreachable = 4;
+constexpr uint8_t reply_command_not_supported = 7;
+constexpr uint8_t reply_address_not_supported = 8;
 
-bool receive_all(int from, uint8_t *to, size_t count)
+// A peer that says or takes nothing must not hold up the proxy's end.
+bool wait_for(int peer, int wake, short event)
+{
+    pollfd waited[] = {{peer, event, 0}, {wake, POLLIN, 0}};
+    return poll(waited, 2, -1) > 0 && waited[1].revents == 0;
+}
+
+bool receive_all(int from, int wake, uint8_t *to, size_t count)
 {
     while (count > 0) {
-        const ssize_t received = recv(from, to, count, 0);
+        const ssize_t received = wait_for(from, wake, POLLIN) ? recv(from, to, count, 0) : 0;
         if (received <= 0) return false;
         to += received;
         count -= static_cast<size_t>(received);
@@ -28,10 +44,10 @@ bool receive_all(int from, uint8_t *to, size_t count)
     return true;
 }
 
-bool send_all(int to, const uint8_t *from, size_t count)
+bool send_all(int to, int wake, const uint8_t *from, size_t count)
 {
     while (count > 0) {
-        const ssize_t sent = send(to, from, count, MSG_NOSIGNAL);
+        const ssize_t sent = wait_for(to, wake, POLLOUT) ? send(to, from, count, MSG_NOSIGNAL | MSG_DONTWAIT) : 0;
         if (sent <= 0) return false;
         from += sent;
         count -= static_cast<size_t>(sent);
@@ -64,9 +80,54 @@ void relay(int client, int server, int wake)
         for (int side = 0; side < 2; ++side) {
             if (waited[side].revents == 0) continue;
             const ssize_t count = recv(waited[side].fd, bytes, sizeof bytes, 0);
-            if (count <= 0 || !send_all(waited[1 - side].fd, bytes, static_cast<size_t>(count))) return;
+            if (count <= 0 || !send_all(waited[1 - side].fd, wake, bytes, static_cast<size_t>(count))) return;
         }
     }
+}
+
+struct target {
+    uint8_t address_type = 0;
+    std::string host;
+    uint16_t port = 0;
+};
+
+// What follows the address type of a request; false when it cannot be read.
+bool receive_target(int from, int wake, target *to)
+{
+    uint8_t bytes[256];
+    size_t size = to->address_type == address_ipv4 ? 4 : 16;
+    if (to->address_type == address_name) {
+        if (!receive_all(from, wake, bytes, 1)) return false;
+        size = bytes[0];
+    }
+    uint8_t port[2];
+    if (!receive_all(from, wake, bytes, size) || !receive_all(from, wake, port, 2)) return false;
+    to->port = static_cast<uint16_t>(port[0] << 8 | port[1]);
+    if (to->address_type == address_name) {
+        to->host.assign(bytes, bytes + size);
+        return true;
+    }
+    char text[INET6_ADDRSTRLEN];
+    to->host = inet_ntop(to->address_type == address_ipv4 ? AF_INET : AF_INET6, bytes, text, sizeof text);
+    return true;
+}
+
+bool agree_on_method(int client, int wake)
+{
+    uint8_t greeting[2];
+    uint8_t methods[255];
+    if (!receive_all(client, wake, greeting, 2) || greeting[0] != version ||
+        !receive_all(client, wake, methods, greeting[1]))
+        return false;
+    const bool agreed = std::find(methods, methods + greeting[1], no_authentication) != methods + greeting[1];
+    const uint8_t chosen[] = {version, agreed ? no_authentication : no_acceptable_method};
+    return send_all(client, wake, chosen, sizeof chosen) && agreed;
+}
+
+bool send_reply(int client, int wake, uint8_t reply)
+{
+    const uint8_t answer[] = {version, reply, 0, address_ipv4, 0, 0, 0, 0, 0, 0};
+    return send_all(client, wake, answer, sizeof answer);
 }
 } // namespace
 
@@ -96,8 +157,7 @@ void socks_proxy::serve()
 {
     for (;;) {
         pollfd waited[] = {{listener_.get(), POLLIN, 0}, {wake_.get(), POLLIN, 0}};
-        if (poll(waited, 2, -1) < 0 && errno != EINTR) return;
-        if (waited[1].revents != 0) return;
+        if (poll(waited, 2, -1) < 0 || waited[1].revents != 0) return;
         const int client = accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC);
         if (client >= 0) relays_.emplace_back([this, client] { connect_and_relay(client); });
     }
@@ -106,41 +166,32 @@ void socks_proxy::serve()
 void socks_proxy::connect_and_relay(int number)
 {
     const descriptor client(number);
-    uint8_t greeting[2];
-    uint8_t methods[255];
-    if (!receive_all(client.get(), greeting, 2) || greeting[0] != version ||
-        !receive_all(client.get(), methods, greeting[1]))
-        return;
-    const uint8_t no_authentication[] = {version, 0};
     uint8_t request[4];
-    if (!send_all(client.get(), no_authentication, 2) || !receive_all(client.get(), request, 4)) return;
-    std::string host;
-    if (request[3] == address_name) {
-        uint8_t length = 0;
-        uint8_t name[255];
-        if (!receive_all(client.get(), &length, 1) || !receive_all(client.get(), name, length)) return;
-        host.assign(name, name + length);
-    } else if (request[3] == address_ipv4) {
-        uint8_t bytes[4];
-        char text[INET_ADDRSTRLEN];
-        if (!receive_all(client.get(), bytes, 4)) return;
-        host = inet_ntop(AF_INET, bytes, text, sizeof text);
-    } else {
+    if (!agree_on_method(client.get(), wake_.get()) || !receive_all(client.get(), wake_.get(), request, sizeof request))
+        return;
+    target wanted;
+    wanted.address_type = request[3];
+    if (wanted.address_type != address_ipv4 && wanted.address_type != address_name &&
+        wanted.address_type != address_ipv6) {
+        send_reply(client.get(), wake_.get(), reply_address_not_supported);
         return;
     }
-    uint8_t port_bytes[2];
-    if (!receive_all(client.get(), port_bytes, 2)) return;
-    const auto port = static_cast<uint16_t>(port_bytes[0] << 8 | port_bytes[1]);
+    if (!receive_target(client.get(), wake_.get(), &wanted)) return;
+    if (request[1] != command_connect) {
+        send_reply(client.get(), wake_.get(), reply_command_not_supported);
+        return;
+    }
     {
         const std::lock_guard lock(mutex_);
-        targets_.push_back({{"host", host}, {"port", port}, {"by_name", request[3] == address_name}});
+        targets_.push_back(
+            {{"host", wanted.host}, {"port", wanted.port}, {"by_name", wanted.address_type == address_name}});
     }
     uint8_t reply = reply_;
     descriptor server;
-    if (reply == 0) server = connect_to(host, port);
-    if (reply == 0 && !server) reply = reply_host_unreachable;
-    const uint8_t answer[] = {version, reply, 0, address_ipv4, 0, 0, 0, 0, 0, 0};
-    if (send_all(client.get(), answer, sizeof answer) && reply == 0) relay(client.get(), server.get(), wake_.get());
+    if (reply == reply_succeeded) server = connect_to(wanted.host, wanted.port);
+    if (reply == reply_succeeded && !server) reply = reply_host_unreachable;
+    if (send_reply(client.get(), wake_.get(), reply) && reply == reply_succeeded)
+        relay(client.get(), server.get(), wake_.get());
 }
 
 json socks_proxy::control(const json &command)

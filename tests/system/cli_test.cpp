@@ -32,9 +32,9 @@ TEST_F(program, tells_the_eid)
 {
     const ended readable = lpa("eid");
     EXPECT_EQ(readable.status, 0);
-    EXPECT_THAT(readable.out, HasSubstr("89049032123451234512345678901230"));
+    EXPECT_THAT(readable.out, HasSubstr("89049032123451234512345678900265"));
     EXPECT_THAT(readable.error, IsEmpty());
-    EXPECT_EQ(lpa("eid --json").out, "{\"eid\":\"89049032123451234512345678901230\"}\n");
+    EXPECT_EQ(lpa("eid --json").out, "{\"eid\":\"89049032123451234512345678900265\"}\n");
 }
 
 TEST_F(program, downloads_and_lists)

@@ -21,7 +21,7 @@ class session : public system_test {
     }
 };
 
-const std::string eid_document = R"({"eid":"89049032123451234512345678901230"})";
+const std::string eid_document = R"({"eid":"89049032123451234512345678900265"})";
 const std::string select_isdr = "01A4040010A0000005591010FFFFFFFF890000010000";
 const std::string terminal_capability = "81AA000005A903830107";
 const std::string ask_for_eid = "81E2910006BF3E035C015A00";
