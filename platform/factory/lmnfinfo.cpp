@@ -1,77 +1,64 @@
 #pragma GCC visibility push(default)
 #include "platform/factory/lmnfinfo.h"
 #pragma GCC visibility pop
-#include "platform/config/json_file.h"
-#include <errno.h>
-#include <pthread.h>
-#include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
+#include "platform/config/config_file.h"
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <optional>
+#include <set>
 
 namespace {
-constexpr const char *default_path = "/etc/lpa/factory.json";
-constexpr uint32_t profile_count = 6;
+using nlohmann::json;
 
-// A text that was handed out stays for the life of the process, even when the file changes. Each one is kept once, so
-// that a caller who asks for ever costs nothing.
-struct kept_text {
-    char *text;
-    kept_text *next;
-};
+constexpr const char *default_path = "/etc/lpa/factory.json";
+constexpr size_t profile_count = 6;
 
 // What the file says, as of its last reading.
 struct factory_data {
-    const char *profiles[profile_count];
-    const char *boot_profile;
+    std::array<const char *, profile_count> profiles = {};
+    const char *boot_profile = nullptr;
 };
 
-pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-kept_text *kept_texts = nullptr;
-factory_data data = {};
-bool data_was_read = false;
-
-const char *keep_text(json_value value)
+// A text that was handed out stays for the life of the process, even when the file changes. Each one is kept once, so
+// that a caller who asks for ever costs nothing.
+const char *keep_text(const json *value)
 {
-    char *text = json_file__copy_text(value);
-    if (!text) return nullptr;
-    for (const kept_text *kept = kept_texts; kept; kept = kept->next)
-        if (strcmp(kept->text, text) == 0) {
-            free(text);
-            return kept->text;
-        }
-    auto *added = static_cast<kept_text *>(malloc(sizeof(kept_text)));
-    if (!added) {
-        free(text);
-        return nullptr;
-    }
-    *added = {text, kept_texts};
-    kept_texts = added;
-    return text;
+    static auto *const kept = new std::set<std::string>; // never freed: callers may hold its texts to the very end
+    return value && value->is_string() ? kept->insert(value->get<std::string>()).first->c_str() : nullptr;
 }
 
 // No file is the same as an empty one: no profile is protected. A damaged one protects nothing either, so it is told.
-void read_data()
+factory_data read_data(const char *path)
 {
-    const char *configured = getenv("LPA_FACTORY");
-    const char *path = configured && *configured ? configured : default_path;
-    json_file file;
-    const char *problem = nullptr;
-    const json_value root = json_file__read(&file, path, &problem);
-    if (!root.begin && errno != ENOENT) fprintf(stderr, "lmnfinfo: cannot use %s: %s\n", path, problem);
-    const json_value profiles = json_file__member(root, "profiles");
-    for (uint32_t i = 0; i < profile_count; ++i)
-        data.profiles[i] = keep_text(json_file__element(profiles, i));
-    data.boot_profile = keep_text(json_file__member(root, "boot_profile"));
-    data_was_read = true;
+    const config_file file = config_file__read(path);
+    if (file.root.is_discarded() && !file.missing)
+        fprintf(stderr, "lmnfinfo: cannot use %s: %s\n", path, file.problem.c_str());
+    factory_data result;
+    const json *const profiles = config_file__member(&file.root, "profiles");
+    const size_t listed = profiles && profiles->is_array() ? profiles->size() : 0;
+    for (size_t i = 0; i < std::min(listed, profile_count); ++i)
+        result.profiles[i] = keep_text(&(*profiles)[i]);
+    result.boot_profile = keep_text(config_file__member(&file.root, "boot_profile"));
+    return result;
 }
 
 factory_data current_data(bool read_again)
 {
-    pthread_mutex_lock(&mutex);
-    if (read_again || !data_was_read) read_data();
-    const factory_data result = data;
-    pthread_mutex_unlock(&mutex);
-    return result;
+    static std::mutex mutex;
+    static std::optional<factory_data> data;
+    const std::lock_guard lock(mutex);
+    const char *configured = getenv("LPA_FACTORY");
+    const char *path = configured && *configured ? configured : default_path;
+    try {
+        if (read_again || !data) data = read_data(path);
+        return *data;
+    } catch (const std::bad_alloc &) { // callers are C programs
+        fprintf(stderr, "lmnfinfo: cannot use %s: out of memory\n", path);
+        return {};
+    }
 }
 } // namespace
 
@@ -79,7 +66,7 @@ const char *lmnfinfo_get_profile(int index)
 {
     if (index < 0 || static_cast<uint32_t>(index) >= profile_count) return nullptr;
     // Callers walk through the profiles from 0 on: what they see comes from one reading.
-    return current_data(index == 0).profiles[index];
+    return current_data(index == 0).profiles[static_cast<size_t>(index)];
 }
 
 const char *lmnfinfo_get_boot_profile(void) { return current_data(true).boot_profile; }

@@ -57,11 +57,11 @@ struct open_terminal {
 bool open_until(const modem_config *config, int64_t deadline, int *descriptor)
 {
     for (bool told = false;; told = true) {
-        const terminal_result rc = terminal__open(config->terminal, config->speed, descriptor);
+        const terminal_result rc = terminal__open(config->terminal.c_str(), config->speed, descriptor);
         if (rc != TERMINAL_ABSENT) return rc == TERMINAL_OK;
-        if (!told) fprintf(stderr, "lgsm: %s is not there, waiting for it\n", config->terminal);
+        if (!told) fprintf(stderr, "lgsm: %s is not there, waiting for it\n", config->terminal.c_str());
         if (left_until(deadline) == 0) {
-            fprintf(stderr, "lgsm: %s did not appear\n", config->terminal);
+            fprintf(stderr, "lgsm: %s did not appear\n", config->terminal.c_str());
             return false;
         }
         poll(nullptr, 0, open_pause_ms);
@@ -70,7 +70,7 @@ bool open_until(const modem_config *config, int64_t deadline, int *descriptor)
 
 bool failed(const modem_config *config, const char *problem)
 {
-    fprintf(stderr, "lgsm: %s: %s\n", config->terminal, problem);
+    fprintf(stderr, "lgsm: %s: %s\n", config->terminal.c_str(), problem);
     return false;
 }
 

@@ -1,9 +1,12 @@
 #include "platform/modem/modem_config.h"
-#include "platform/config/json_file.h"
-#include <stdio.h>
-#include <stdlib.h>
+#include "platform/config/config_file.h"
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
 
 namespace {
+using nlohmann::json;
+
 constexpr const char *default_path = "/etc/lpa/modems.json";
 
 struct baud_rate {
@@ -25,19 +28,28 @@ bool find_speed(int64_t baud, speed_t *speed)
     return false;
 }
 
-bool read_baud(json_value entry, speed_t *speed)
+bool read_terminal(const json *entry, std::string *terminal)
 {
-    const json_value value = json_file__member(entry, "baud");
-    int64_t thousandths = 0;
-    if (!value.begin) return true;
-    return json_file__thousandths(value, &thousandths) && thousandths % 1000 == 0 &&
-           find_speed(thousandths / 1000, speed);
+    const json *const value = config_file__member(entry, "terminal");
+    if (value && value->is_string()) *terminal = value->get<std::string>();
+    return !terminal->empty();
 }
 
-bool read_timeout(json_value entry, int64_t *timeout_ms)
+bool read_baud(const json *entry, speed_t *speed)
 {
-    const json_value value = json_file__member(entry, "timeout");
-    return !value.begin || json_file__thousandths(value, timeout_ms);
+    const json *const value = config_file__member(entry, "baud");
+    if (!value) return true;
+    return value->is_number_integer() && find_speed(value->get<int64_t>(), speed);
+}
+
+bool read_timeout(const json *entry, int64_t *timeout_ms)
+{
+    constexpr double longest_s = 1e9;
+    const json *const value = config_file__member(entry, "timeout");
+    if (!value) return true;
+    if (!value->is_number() || value->get<double>() < 0 || value->get<double>() > longest_s) return false;
+    *timeout_ms = std::llround(value->get<double>() * 1000);
+    return true;
 }
 
 bool refuse(const char *path, int modem, const char *problem)
@@ -45,27 +57,29 @@ bool refuse(const char *path, int modem, const char *problem)
     fprintf(stderr, "lgsm: cannot use %s for modem %d: %s\n", path, modem, problem);
     return false;
 }
-} // namespace
 
-modem_config::~modem_config() { free(terminal); }
+bool read_entry(modem_config *config, const char *path, int modem)
+{
+    const config_file file = config_file__read(path);
+    if (file.root.is_discarded()) return refuse(path, modem, file.problem.c_str());
+    const json *const modems = config_file__member(&file.root, "modems");
+    const json *const entry = config_file__member(modems, std::to_string(modem).c_str());
+    if (!entry) return refuse(path, modem, "it has no entry under \"modems\"");
+    if (!read_terminal(entry, &config->terminal)) return refuse(path, modem, "its entry has no \"terminal\"");
+    if (!read_baud(entry, &config->speed)) return refuse(path, modem, "its \"baud\" is no usual rate");
+    if (!read_timeout(entry, &config->timeout_ms))
+        return refuse(path, modem, "its \"timeout\" is no number of seconds");
+    return true;
+}
+} // namespace
 
 bool modem_config__read(modem_config *config, int modem)
 {
     const char *configured = getenv("LPA_MODEMS");
     const char *path = configured && *configured ? configured : default_path;
-    json_file file;
-    const char *problem = nullptr;
-    const json_value root = json_file__read(&file, path, &problem);
-    if (!root.begin) return refuse(path, modem, problem);
-
-    char name[12];
-    snprintf(name, sizeof name, "%d", modem);
-    const json_value entry = json_file__member(json_file__member(root, "modems"), name);
-    if (!entry.begin) return refuse(path, modem, "it has no entry under \"modems\"");
-    config->terminal = json_file__copy_text(json_file__member(entry, "terminal"));
-    if (!config->terminal || !*config->terminal) return refuse(path, modem, "its entry has no \"terminal\"");
-    if (!read_baud(entry, &config->speed)) return refuse(path, modem, "its \"baud\" is no usual rate");
-    if (!read_timeout(entry, &config->timeout_ms))
-        return refuse(path, modem, "its \"timeout\" is no number of seconds");
-    return true;
+    try {
+        return read_entry(config, path, modem);
+    } catch (const std::bad_alloc &) { // callers are C programs
+        return refuse(path, modem, "out of memory");
+    }
 }
