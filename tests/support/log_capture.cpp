@@ -1,5 +1,6 @@
 #include "support/log_capture.h"
 #include "foundation/log.h"
+#include "support/log_collection.h"
 #include <fstream>
 #include <unistd.h>
 
@@ -31,9 +32,13 @@ log_capture::~log_capture()
     g_log_to_console = previous_console_;
 }
 
-void log_capture::clear() { unlink(log_file); }
+void log_capture::clear()
+{
+    log_collection__add();
+    unlink(log_file);
+}
 
-std::vector<log_capture::line> log_capture::lines() const
+std::vector<log_capture::line> log_capture::lines()
 {
     std::vector<line> result;
     std::ifstream file(log_file);

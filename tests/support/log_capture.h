@@ -15,7 +15,7 @@ class log_capture {
         int level; // 0 for a line without prefix
         std::string text;
     };
-    std::vector<line> lines() const;
+    static std::vector<line> lines();
     std::string up_to(int level) const;         // every line at this level or worse
     std::string at(int level) const;            // every line at exactly this level
     bool contains(std::string_view text) const; // some line's text equals text

@@ -1,6 +1,7 @@
 // A log that starts as in a new process, at a known moment, without configuration file.
 #pragma once
 #include "foundation/log.h"
+#include "support/log_collection.h"
 #include "unit/foundation/system_calls.h"
 #include <cstdlib>
 #include <filesystem>
@@ -26,9 +27,9 @@ class log_fixture : public testing::Test {
 
     ~log_fixture() override
     {
+        system_calls.reset();
         start_anew();
         unsetenv("TZ");
-        system_calls.reset();
     }
 
     static void configure(const std::string &text) { std::ofstream(configuration_file) << text; }
@@ -50,6 +51,7 @@ class log_fixture : public testing::Test {
   private:
     static void start_anew()
     {
+        log_collection__add();
         std::filesystem::remove_all(configuration_file);
         std::filesystem::remove_all(log_file);
         std::filesystem::create_directory(log_directory);
