@@ -252,7 +252,6 @@ at_interpreter::answer at_interpreter::exchange(const std::string &argument, pro
     if (!apdu) return error(cme_incorrect_parameters);
     if (length < shortest_apdu_text || length > longest_apdu_text) return error(cme_not_allowed);
     if (function_ == 0) return error(cme_sim_not_inserted);
-    if (is_busy()) return error(cme_sim_busy);
     return with_faults(fault_unit::apdu, to_hex(*apdu), state, [&] { return transmit(*apdu, state); });
 }
 

@@ -30,7 +30,7 @@ struct modem_habits {
     std::string pin = "READY";           // answer to AT+CPIN?
     std::string cmee_modes = "(0-2)";    // answer to AT+CMEE=?, and what AT+CMEE= takes
     uint32_t cfun_errors = 0;            // so many AT+CFUN=1 are answered ERROR
-    uint32_t sim_busy = 0;               // so many commands for the card are answered "SIM busy" after a restart
+    uint32_t sim_busy = 0;               // so many AT+CPIN? are answered "SIM busy" after a restart
     std::string refresh = "ignore";      // what 91xx makes the modem do: ignore, restart (the card) or vanish
     int vanish_ms = -1;                  // AT+CFUN=1 takes the terminal away for this time; negative: it stays
 };

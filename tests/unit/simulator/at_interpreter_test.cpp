@@ -254,7 +254,7 @@ TEST_F(at_commands, are_answered_busy_after_a_restart)
     EXPECT_EQ(answer("AT+CFUN=1"), "\r\nOK\r\n\r\nRDY\r\n\r\n+CPIN: READY\r\n");
     answer("AT+CMEE=1");
     EXPECT_EQ(answer("AT+CPIN?"), "\r\n+CME ERROR: 14\r\n");
-    EXPECT_EQ(answer("AT+CSIM=10,\"0070000001\""), "\r\n+CME ERROR: 14\r\n");
+    EXPECT_EQ(answer("AT+CPIN?"), "\r\n+CME ERROR: 14\r\n");
     EXPECT_EQ(answer("AT+CPIN?"), "\r\n+CPIN: READY\r\n\r\nOK\r\n");
     EXPECT_THAT(card.commands, ElementsAre("0070000001")); // the modem's own channel
 }
