@@ -34,7 +34,8 @@ log_capture::~log_capture()
 
 void log_capture::clear()
 {
-    log_collection__add();
+    for (const line &entry : lines())
+        log_collection__add(entry.level, entry.text);
     unlink(log_file);
 }
 

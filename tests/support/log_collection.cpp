@@ -1,5 +1,4 @@
 #include "support/log_collection.h"
-#include "support/log_capture.h"
 #include <cstdlib>
 #include <fstream>
 #include <unordered_set>
@@ -33,15 +32,11 @@ std::ofstream open_collection(std::ios::openmode mode)
 
 void log_collection__begin() { open_collection(std::ios::trunc); }
 
-void log_collection__add()
+void log_collection__add(int level, const std::string &text)
 {
     static std::unordered_set<std::string> known;
     static std::ofstream collection = open_collection(std::ios::app);
-    if (!collection.is_open()) return;
-    for (const log_capture::line &line : log_capture::lines()) {
-        if (line.level == 0 || is_dump(line.text)) continue;
-        const auto [entry, is_new] = known.insert(std::to_string(line.level) + " " + line.text);
-        if (is_new) collection << escaped(*entry) << '\n';
-    }
-    collection.flush();
+    if (!collection.is_open() || level == 0 || is_dump(text)) return;
+    const auto [entry, is_new] = known.insert(std::to_string(level) + " " + text);
+    if (is_new) collection << escaped(*entry) << std::endl; // at once: a death test ends without a word
 }

@@ -1,6 +1,7 @@
 // A log that starts as in a new process, at a known moment, without configuration file.
 #pragma once
 #include "foundation/log.h"
+#include "support/log_capture.h"
 #include "support/log_collection.h"
 #include "unit/foundation/system_calls.h"
 #include <cstdlib>
@@ -51,7 +52,8 @@ class log_fixture : public testing::Test {
   private:
     static void start_anew()
     {
-        log_collection__add();
+        for (const log_capture::line &line : log_capture::lines())
+            log_collection__add(line.level, line.text);
         std::filesystem::remove_all(configuration_file);
         std::filesystem::remove_all(log_file);
         std::filesystem::create_directory(log_directory);
