@@ -21,7 +21,8 @@ class program : public system_test {
     // Runs the real lpa with these shell words, its outputs caught in files.
     static ended lpa(const std::string &arguments)
     {
-        const std::string command = LPA_PROGRAM " " + arguments + " >/tmp/mobile/out 2>/tmp/mobile/error </dev/null";
+        const std::string command =
+            "'" LPA_PROGRAM "' " + arguments + " >/tmp/mobile/out 2>/tmp/mobile/error </dev/null";
         const int status = system(command.c_str());
         return {WEXITSTATUS(status), text_of("/tmp/mobile/out"), text_of("/tmp/mobile/error")};
     }
