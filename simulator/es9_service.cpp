@@ -30,8 +30,7 @@ struct known_refusal {
 constexpr known_refusal wrong_address{"8.8.1", "3.8", "Invalid SM-DP+ Address."};
 constexpr known_refusal no_common_ci{"8.8.2", "3.1",
                                      "None of the proposed Public Key Identifiers is supported by the SM-DP+."};
-constexpr known_refusal old_version{"8.8.3", "3.1",
-                                    "The SVN indicated by the eUICC is not supported."};
+constexpr known_refusal old_version{"8.8.3", "3.1", "The SVN indicated by the eUICC is not supported."};
 constexpr known_refusal bad_eum{"8.1.2", "6.1", "EUM Certificate is invalid."};
 constexpr known_refusal expired_eum{"8.1.2", "6.3", "EUM Certificate has expired."};
 constexpr known_refusal bad_euicc{"8.1.3", "6.1", "eUICC Certificate is invalid."};
