@@ -366,6 +366,12 @@ json euicc::control(const json &command)
     } else if (what == "remove-profiles") {
         kept.profiles.clear();
         card.store.commit();
+    } else if (what == "wipe") {
+        const std::string eid = kept.eid;
+        kept = {};
+        kept.eid = eid;
+        card.store.commit();
+        card.reset();
     } else if (what == "add-notification") {
         const uint32_t number = command.value("sequence_number", kept.next_sequence_number);
         kept.next_sequence_number = std::max(kept.next_sequence_number, number + 1);

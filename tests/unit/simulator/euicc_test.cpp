@@ -100,6 +100,18 @@ TEST_F(card, keeps_its_profiles_over_a_restart)
     EXPECT_EQ(again.inspect().at("profiles").at(0).at("iccid"), "8901234567890123456");
 }
 
+TEST_F(card, is_as_new_after_a_wipe)
+{
+    const auto as_new = euicc.inspect();
+    euicc.control({{"do", "add-profile"}, {"iccid", "8901234567890123456"}});
+    euicc.control({{"do", "add-notification"}, {"event", "install"}, {"address", "smdp.example"}});
+    euicc.control({{"do", "set"}, {"default_dp_address", "smdp.example"}, {"memory", 1}});
+    open_session();
+    EXPECT_NE(euicc.inspect(), as_new);
+    euicc.control({{"do", "wipe"}});
+    EXPECT_EQ(euicc.inspect(), as_new);
+}
+
 TEST_F(card, a_power_cut_during_a_write_leaves_the_old_state)
 {
     euicc.control({{"do", "add-profile"}, {"iccid", "8901234567890123456"}});
