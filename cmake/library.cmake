@@ -22,7 +22,7 @@ if(NOT LPA_SANITIZE) # the sanitizers' run-time is only present in the program
   target_link_options(lpa PRIVATE -Wl,-z,defs)
 endif()
 target_link_libraries(lpa PRIVATE lpa_platform CURL::libcurl Threads::Threads)
-target_include_directories(lpa INTERFACE ${PROJECT_SOURCE_DIR})
+target_include_directories(lpa INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
 
 add_library(lpa_archive STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:lpa_objects>)
 target_link_libraries(lpa_archive PUBLIC lpa_platform_interface CURL::libcurl Threads::Threads)
