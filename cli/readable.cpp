@@ -18,7 +18,7 @@ void show_table(const std::vector<row> &rows, std::ostream &out)
     for (const row &row : rows) {
         std::string line;
         for (size_t i = 0; i < row.size(); ++i)
-            line += row[i] + std::string(widths[i] - display_width(row[i]) + 2, ' ');
+            line.append(row[i]).append(widths[i] - display_width(row[i]) + 2, ' ');
         line.erase(line.find_last_not_of(' ') + 1);
         out << line << '\n';
     }

@@ -2,11 +2,12 @@
 #include "simulator/router.h"
 #include <CLI/CLI.hpp>
 #include <csignal>
+#include <cstdio>
 #include <iostream>
 #include <pthread.h>
 
 namespace {
-int run(const sim::router_options &options)
+int simulate(const sim::router_options &options)
 {
     // Blocked before any thread starts, so that every thread inherits it and the signals are ours to wait for.
     sigset_t ending;
@@ -22,9 +23,8 @@ int run(const sim::router_options &options)
     sigwait(&ending, &received);
     return 0;
 }
-} // namespace
 
-int main(int argc, char **argv)
+int run(int argc, char **argv)
 {
     sim::router_options options;
     CLI::App app{"Simulates a router: message bus, modems with eUICCs, and an SM-DP+."};
@@ -33,10 +33,16 @@ int main(int argc, char **argv)
     app.add_option("--bus", options.bus_path, "The bus's socket")->capture_default_str();
     app.add_option("--port", options.server_port, "The SM-DP+'s port; 0 chooses one")->check(CLI::Range(0, 65535));
     CLI11_PARSE(app, argc, argv);
+    return simulate(options);
+}
+} // namespace
+
+int main(int argc, char **argv)
+{
     try {
-        return run(options);
+        return run(argc, argv);
     } catch (const std::exception &problem) {
-        std::cerr << "router-sim: " << problem.what() << "\n";
+        fprintf(stderr, "router-sim: %s\n", problem.what());
         return 1;
     }
 }
