@@ -39,6 +39,10 @@ void walk(const exact_bytes &buffer)
         REQUIRE(ber_tlv_parser__get_full_tlv_length(buffer.data(), offset, &full) == 0 && full == size);
         REQUIRE(ber_tlv_parser__get_value_offset(buffer.data(), offset) == offset + size - record.length);
         REQUIRE(ber_tlv_parser__get_length_offset(buffer.data(), offset) == offset + record.tag_bytes);
+        REQUIRE(ber_tlv_parser__get_tag_bytes_count(buffer.data(), offset) == record.tag_bytes);
+        REQUIRE(ber_tlv_parser__get_length_bytes_count(buffer.data(), offset + record.tag_bytes) ==
+                record.length_bytes);
+        REQUIRE(ber_tlv_parser__is_constructed_2(buffer.data() + offset) == (buffer.data()[offset] >> 5 & 1));
         const int32_t first = ber_tlv_parser__find_tlv_by_tag_2(buffer.data(), buffer.size(), 0, record.tag);
         REQUIRE(first >= 0 && static_cast<uint32_t>(first) <= offset);
         offset += size;

@@ -11,9 +11,16 @@ namespace {
 constexpr uint32_t longest_dump = 8196;
 const bool shown = getenv("LPA_FUZZ_LOG") != nullptr;
 volatile uint8_t dumped;
+
+void read_all(const char *title, const uint8_t *data, uint32_t length)
+{
+    if (shown) fprintf(stderr, "%s: %u bytes\n", title, length);
+    for (uint32_t i = 0; data && i < length; ++i)
+        dumped = data[i];
+}
 } // namespace
 
-// The entries that write to standard error are quiet at this level.
+// The entry that has no wrapper here, for plain text on standard error, is quiet at this level.
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
     g_log_level = 0;
@@ -32,9 +39,12 @@ extern "C" void __wrap_log__string(int32_t, const char *format, ...)
 
 extern "C" void __wrap_log__data(int32_t, const char *title, const uint8_t *data, uint32_t length)
 {
-    if (shown) fprintf(stderr, "%s: %u bytes\n", title, length);
-    for (uint32_t i = 0; data && i < std::min(length, longest_dump); ++i)
-        dumped = data[i];
+    read_all(title, data, std::min(length, longest_dump));
+}
+
+extern "C" void __wrap_log__utf8_data(int32_t, const char *title, const uint8_t *data, uint32_t length)
+{
+    read_all(title, data, length);
 }
 
 extern "C" void __wrap_timer__sleep(uint32_t) {}
