@@ -68,14 +68,13 @@ uint32_t at_utils__APDU_to_CSIM_command(const uint8_t *apdu, uint16_t length, ch
         return RESULT__FATAL_ERROR;
     }
     log__string(LOG__TRACE, "[at_utils__APDU_to_CSIM_command] AT command first part[%s]", text.data);
-    char *end = text.data + head_length;
-    for (uint32_t i = 0; i < length; ++i, end += 2) {
-        if (!apdu || byte_utils__byte_array_to_hex_string(apdu + i, 1, end, 2) != RESULT__OK) {
-            log__string(LOG__ERROR, "[at_utils__APDU_to_CSIM_command] Binary APDU data to string failed, i: %d", i);
-            return RESULT__FATAL_ERROR;
-        }
+    char *const digits_begin = text.data + head_length;
+    if (length > 0 && // all digits in one go: nothing fails behind the first byte
+        (!apdu || byte_utils__byte_array_to_hex_string(apdu, length, digits_begin, characters) != RESULT__OK)) {
+        log__string(LOG__ERROR, "[at_utils__APDU_to_CSIM_command] Binary APDU data to string failed, i: %d", 0);
+        return RESULT__FATAL_ERROR;
     }
-    memcpy(end, "\"\r\n", sizeof "\"\r\n");
+    memcpy(digits_begin + characters, "\"\r\n", sizeof "\"\r\n");
     log__string(LOG__TRACE, "[at_utils__APDU_to_CSIM_command] generated AT command [%s]", text.data);
     *command = text.hand_over();
     return RESULT__OK;

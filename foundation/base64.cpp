@@ -14,6 +14,8 @@ constexpr std::string_view escaped_pad = "\\u003d"; // how some JSON writers sen
 constexpr uint32_t escape_length = escaped_pad.size();
 constexpr uint32_t escape_surplus = escape_length - 1; // what a text shrinks by when "=" takes its place
 
+constexpr uint8_t value_bits = 0x3F;
+constexpr uint8_t padding = 0x40; // of the pad, which counts as value 0
 constexpr uint8_t skipped = 0x80; // of a character that has no value
 using value_table = std::array<uint8_t, 256>;
 
@@ -23,7 +25,7 @@ constexpr value_table make_value_table()
     table.fill(skipped);
     for (uint8_t i = 0; i < 64; ++i)
         table[static_cast<uint8_t>(alphabet[i])] = i;
-    table[static_cast<uint8_t>(pad)] = 0;
+    table[static_cast<uint8_t>(pad)] = padding;
     return table;
 }
 constexpr value_table values = make_value_table();
@@ -43,7 +45,7 @@ struct group {
 
     bool add(uint8_t value)
     {
-        bits = bits << 6 | value;
+        bits = bits << 6 | (value & value_bits);
         characters = (characters + 1) % 4;
         return characters == 0;
     }
@@ -86,13 +88,30 @@ uint32_t count_valued_characters(const char *text, uint32_t length)
     return count;
 }
 
+// The whole groups of plain characters that text begins with: nearly always all but the last. Returns the characters
+// decoded.
+uint32_t decode_plain_groups(uint8_t *out, const char *text, uint32_t length)
+{
+    uint32_t done = 0;
+    for (; length - done >= 4; done += 4, out += 3) {
+        const uint32_t a = value_of(text[done]), b = value_of(text[done + 1]);
+        const uint32_t c = value_of(text[done + 2]), d = value_of(text[done + 3]);
+        if ((a | b | c | d) > value_bits) break;
+        out[0] = static_cast<uint8_t>(a << 2 | b >> 4);
+        out[1] = static_cast<uint8_t>(b << 4 | c >> 2);
+        out[2] = static_cast<uint8_t>(c << 6 | d);
+    }
+    return done;
+}
+
 // Decodes up to the first padded group. Returns the bytes written, or -1 for a group with more than two pads.
 int64_t decode_until_padding(uint8_t *out, const char *text, uint32_t length)
 {
-    int64_t written = 0;
+    const uint32_t plain = decode_plain_groups(out, text, length);
+    int64_t written = plain / 4 * 3;
     uint32_t pads = 0;
     group four;
-    for (uint32_t i = 0; i < length; ++i) {
+    for (uint32_t i = plain; i < length; ++i) {
         const uint8_t value = value_of(text[i]);
         if (value == skipped) continue;
         if (text[i] == pad) ++pads;
@@ -173,10 +192,11 @@ int32_t b64_decode_static(uint8_t *out, uint32_t size, const char *text, uint32_
     }
     // Never writes more than was sized: a character that counts there gives at most one value here, and the pads that
     // were counted lie in the last group. Out may be text itself: a group is written after it was read.
-    uint32_t written = 0;
+    const uint32_t plain = decode_plain_groups(out, text, length);
+    uint32_t written = plain / 4 * 3;
     uint32_t pads = 0;
     group four;
-    for (uint32_t i = 0; i < length; ++i) {
+    for (uint32_t i = plain; i < length; ++i) {
         uint8_t value = value_of(text[i]);
         if (text[i] == pad) ++pads;
         if (text[i] == '\\') {

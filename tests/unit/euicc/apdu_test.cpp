@@ -136,9 +136,9 @@ INSTANTIATE_TEST_SUITE_P(
         {"when_the_length_cannot_be_written",
          {.unprintable_format = "AT+CSIM=%u,\""},
          "1 [at_utils__APDU_to_CSIM_command] Error adding the APDU length in the AT+CSIM={length},\" string\n"},
-        {"when_a_byte_cannot_be_written",
-         {.unprintable_byte = 3},
-         "1 [at_utils__APDU_to_CSIM_command] Binary APDU data to string failed, i: 3\n"},
+        {"when_the_bytes_cannot_be_written",
+         {.unprintable_byte = 0},
+         "1 [at_utils__APDU_to_CSIM_command] Binary APDU data to string failed, i: 0\n"},
     })),
     [](const auto &info) { return std::string(info.param.label); });
 
