@@ -9,19 +9,17 @@ add_library(lpa_objects OBJECT ${lpa_sources})
 set_target_properties(lpa_objects PROPERTIES
   POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
 # The library may not need libstdc++ at run time: no exceptions, no RTTI, no guarded function statics.
-target_compile_options(lpa_objects PRIVATE
-  -fno-exceptions -fno-rtti -fno-threadsafe-statics -ffunction-sections -fdata-sections)
-target_link_libraries(lpa_objects PRIVATE lpa_strict_warnings PUBLIC lpa_platform_interface CURL::libcurl)
+target_compile_options(lpa_objects PRIVATE -fno-exceptions -fno-rtti -fno-threadsafe-statics)
+target_link_libraries(lpa_objects PRIVATE lpa_strict_warnings lpa_small PUBLIC lpa_platform_interface CURL::libcurl)
 
 add_library(lpa SHARED $<TARGET_OBJECTS:lpa_objects>)
 # Linked as C, so that a call into libstdc++ is an undefined symbol and fails the build.
 set_target_properties(lpa PROPERTIES
   VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} LINKER_LANGUAGE C)
-target_link_options(lpa PRIVATE -Wl,--gc-sections)
 if(NOT LPA_SANITIZE) # the sanitizers' run-time is only present in the program
   target_link_options(lpa PRIVATE -Wl,-z,defs)
 endif()
-target_link_libraries(lpa PRIVATE lpa_platform CURL::libcurl Threads::Threads)
+target_link_libraries(lpa PRIVATE lpa_small lpa_platform CURL::libcurl Threads::Threads)
 target_include_directories(lpa INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
 
 add_library(lpa_archive STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:lpa_objects>)
