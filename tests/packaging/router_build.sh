@@ -29,12 +29,12 @@ grep -q LGSM_LIBRARY "$scratch/incomplete.log" || fail "the message does not tel
 
 echo "== build"
 cmake -G Ninja -S "$source" -B "$build" -DCMAKE_BUILD_TYPE=MinSizeRel -DLPA_TESTS=OFF -DLPA_SIMULATOR=OFF \
-    -DLPA_PLATFORM=router -DCMAKE_PREFIX_PATH="$system" \
+    -DLPA_PLATFORM=router -DCMAKE_PREFIX_PATH="$system" -DCMAKE_SHARED_LINKER_FLAGS=-Wl,--no-as-needed \
     -DLGSM_LIBRARY="$vendor/liblgsm.so" -DLMNFINFO_LIBRARY="$vendor/liblmnfinfo.so" >"$scratch/configure.log" ||
     fail "$(cat "$scratch/configure.log")"
 cmake --build "$build" -j 2 -- --quiet
 
-echo "== needed libraries"
+echo "== needed libraries" # all that are linked; many compilers leave out what no symbol is taken from, not all do
 needed() { readelf -d "$1" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | LC_ALL=C sort; }
 needed "$build/liblpa.so.1" | sed -E 's/^libcurl(-gnutls)?\.so\.4$/libcurl/; s/^ld-linux.*//; /^$/d' >"$scratch/needed"
 printf '%s\n' libc.so.6 libcurl liblgsm.so liblmnfinfo.so libubox.so.20230523 libubus.so.20230605 |
