@@ -298,6 +298,10 @@ at_interpreter::answer at_interpreter::apply(const fault &applied, progress &sta
     case fault_kind::silence:
         state.raw = "";
         return {};
+    case fault_kind::kill:
+        applied.sent.send();
+        state.raw = "";
+        return {};
     case fault_kind::hang_up:
         state.raw = "";
         state.reaction.vanishes = true;

@@ -62,9 +62,10 @@ class card_store {
     card_store(std::filesystem::path file, const std::string &eid);
     card_state &state() { return state_; } // changes count once they are committed
     const card_state &state() const { return state_; }
-    void commit();                         // writes the whole state
-    void reload();                         // back to what was committed last
-    void cut_power_at_write(uint32_t nth); // 1 is the next commit
+    void commit();                                                  // writes the whole state
+    void reload();                                                  // back to what was committed last
+    void cut_power_at_write(uint32_t nth);                          // 1 is the next commit
+    uint32_t writes_until_cut() const { return writes_until_cut_; } // 0: none is ordered, or it is over
 
   private:
     std::filesystem::path file_;

@@ -1,5 +1,6 @@
 #include "simulator/es9_faults.h"
 #include "simulator/bound_package.h"
+#include "simulator/faults.h"
 #include <algorithm>
 #include <stdexcept>
 
@@ -25,6 +26,7 @@ constexpr fault_kind kinds[] = {
     {"close", nullptr},
     {"cut-connection", "bytes"},
     {"silence", nullptr},
+    {"kill", "pid"},
     {"slow-body", "milliseconds"},
     {"endless-body", nullptr},
     // the server works wrongly
@@ -59,12 +61,13 @@ void ordered_faults::add(const json &command)
     const std::string endpoint = command.at("endpoint");
     const std::string name = command.at("kind");
     require_one_of(endpoints, endpoint);
-    const auto *kind = std::ranges::find_if(kinds, [&](const fault_kind &row) { return name == row.name; });
+    const auto *kind = std::ranges::find_if(kinds, [&](const auto &row) { return name == row.name; });
     if (kind == std::end(kinds)) throw std::invalid_argument("no fault is called \"" + name + "\"");
     if (kind->required && !command.contains(kind->required))
         throw std::invalid_argument("\"" + name + "\" needs \"" + kind->required + "\"");
     if (name == "wrong-certificate") require_one_of(wrong_certificates, command.at("which"));
     if (name == "package") package_defect_named(command.at("defect")); // throws for an unknown one
+    if (name == "kill") process_signal_of(command);                    // likewise
     const uint32_t at = command.value("at", 1U);
     const uint32_t times = command.value("times", 1U);
     if (at == 0 || times == 0) throw std::invalid_argument("\"at\" and \"times\" count from 1");

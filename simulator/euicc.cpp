@@ -348,7 +348,8 @@ json euicc::inspect() const
             {"free_memory", card.free_memory()},
             {"next_sequence_number", card.next_sequence_number},
             {"open_channels", channels},
-            {"refresh_pending", state_->functions.refresh_pending}};
+            {"refresh_pending", state_->functions.refresh_pending},
+            {"writes_until_cut", state_->store.writes_until_cut()}};
 }
 
 json euicc::control(const json &command)

@@ -6,8 +6,8 @@ namespace sim {
 namespace {
 using nlohmann::json;
 
-constexpr std::array kind_names = {"error",     "cme-error", "status-word", "answer",  "truncate", "odd",
-                                   "no-digits", "garbage",   "silence",     "hang-up", "power-cut"};
+constexpr std::array kind_names = {"error",     "cme-error", "status-word", "answer",  "truncate",  "odd",
+                                   "no-digits", "garbage",   "silence",     "hang-up", "power-cut", "kill"};
 
 fault_kind kind_of(const std::string &name)
 {
@@ -33,7 +33,7 @@ void set_member(fault *made, const std::string &name, const json &value)
     else if (name == "text") made->text = value.get<std::string>();
     else if (name == "length") made->length = value.get<size_t>();
     else if (name == "return_ms") made->return_ms = value.get<int>();
-    else throw std::invalid_argument("a fault has no \"" + name + "\"");
+    else if (name != "pid" && name != "signal") throw std::invalid_argument("a fault has no \"" + name + "\"");
 }
 
 // Four digits, or data before them.
@@ -42,6 +42,15 @@ bool is_response(const std::string &text)
     return text.size() >= 4 && text.size() % 2 == 0 && text.find_first_not_of("0123456789ABCDEF") == std::string::npos;
 }
 } // namespace
+
+void process_signal::send() const { kill(process, number); }
+
+process_signal process_signal_of(const json &command)
+{
+    const process_signal result = {command.at("pid"), command.value("signal", SIGKILL)};
+    if (result.process <= 1) throw std::invalid_argument("\"pid\" is one process other than the first");
+    return result;
+}
 
 void fault_plan::add(const json &command)
 {
@@ -53,6 +62,7 @@ void fault_plan::add(const json &command)
     if (made.nth == 0) throw std::invalid_argument("\"nth\" counts from 1");
     if (made.kind == fault_kind::status_word && !is_response(made.text))
         throw std::invalid_argument("the \"text\" of a status word is upper-case hexadecimal");
+    if (made.kind == fault_kind::kill) made.sent = process_signal_of(command);
     faults_.push_back(made);
 }
 

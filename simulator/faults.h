@@ -1,5 +1,6 @@
 // simulator/faults.h: what is to go wrong between modem and card, and when.
 #pragma once
+#include <csignal>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
@@ -22,7 +23,16 @@ enum class fault_kind {
     silence,     // no answer at all
     hang_up,     // the terminal goes away
     power_cut,   // the card loses its power
+    kill,        // a process gets a signal instead of an answer
 };
+
+struct process_signal {
+    int process = 0; // none
+    int number = SIGKILL;
+    void send() const;
+};
+// "pid" and "signal" of a command. Throws std::invalid_argument for what would concern more than one process.
+process_signal process_signal_of(const nlohmann::json &command);
 
 struct fault {
     fault_unit unit = fault_unit::command;
@@ -34,6 +44,7 @@ struct fault {
     std::string text;             // of cme_error, status_word (as hex) and answer
     std::optional<size_t> length; // digits that truncate leaves; half of them when absent
     int return_ms = -1;           // of hang_up; negative: the terminal stays away until it is told to return
+    process_signal sent;          // of kill
     uint32_t counted = 0;
 };
 

@@ -1,5 +1,6 @@
 #include "simulator/smdp.h"
 #include "simulator/es9_service.h"
+#include "simulator/faults.h"
 #include <algorithm>
 #include <httplib.h>
 #include <netinet/in.h>
@@ -263,6 +264,10 @@ void send(httplib::Response &response, std::string body, const fired_faults &fau
         body.resize(std::min(body.size(), fault->at("bytes").get<size_t>()));
     if (faults.has("silence")) {
         client_stays_for(-1);
+        return close_connection();
+    }
+    if (const json *fault = faults.find("kill")) {
+        process_signal_of(*fault).send();
         return close_connection();
     }
     if (faults.has("close")) return close_connection();

@@ -1,5 +1,8 @@
+#include "system/child.h"
 #include "system/system_test.h"
+#include <csignal>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 using testing::HasSubstr;
@@ -36,6 +39,19 @@ TEST_F(program, tells_the_eid)
     EXPECT_THAT(readable.out, HasSubstr("89049032123451234512345678900265"));
     EXPECT_THAT(readable.error, IsEmpty());
     EXPECT_EQ(lpa("eid --json").out, "{\"eid\":\"89049032123451234512345678900265\"}\n");
+}
+
+TEST_F(program, exits_with_0_when_a_signal_ends_it)
+{
+    for (const int number : {SIGINT, SIGTERM, SIGTSTP}) {
+        child one([] { return execl(LPA_PROGRAM, LPA_PROGRAM, "eid", nullptr); });
+        desk.modem_does({{"do", "fault"}, {"kind", "kill"}, {"pid", one.process()}, {"signal", number}, {"nth", 7}});
+        one.begin();
+        EXPECT_EQ(one.wait(), 0) << strsignal(number);
+        EXPECT_EQ(desk.traffic().size(), 7U);
+        EXPECT_EQ(lpa("eid").status, 0);
+        desk.forget_traffic();
+    }
 }
 
 TEST_F(program, downloads_and_lists)

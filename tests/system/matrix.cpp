@@ -1,6 +1,7 @@
 #include "system/matrix.h"
 #include "system/allocations.h"
 #include <filesystem>
+#include <lgsm.h>
 #include <set>
 
 namespace {
@@ -8,8 +9,9 @@ using testing::AnyOf;
 using testing::Contains;
 using testing::IsEmpty;
 
-constexpr const char *enabled_iccid = "8999900000000000017";
-constexpr const char *disabled_iccid = "8999900000000000025";
+// Outside of the series that the server gives its orders.
+constexpr const char *enabled_iccid = "8999800000000000017";
+constexpr const char *disabled_iccid = "8999800000000000025";
 
 template <auto Operation> outcome query(const std::string & /*activation_code*/) { return run(Operation, "modem0"); }
 
@@ -53,6 +55,14 @@ const std::vector<matrix_operation> matrix_operations = {
      .call = [](const std::string &code) { return run(LPA__start_rsp, "modem0", code.c_str(), nullptr); },
      .downloads = true},
 };
+
+std::vector<matrix_operation> matrix_operations_named(std::initializer_list<std::string_view> names)
+{
+    std::vector<matrix_operation> found;
+    for (const std::string_view name : names)
+        found.push_back(*std::ranges::find(matrix_operations, name, &matrix_operation::name));
+    return found;
+}
 
 void PrintTo(const matrix_operation &operation, std::ostream *out) { *out << operation.name; }
 
@@ -119,6 +129,15 @@ void matrix::expect_card_whole()
     for (uint32_t number = 1; number < card.at("next_sequence_number"); ++number)
         made.insert(number);
     EXPECT_EQ(arrived, made);
+}
+
+void matrix::switch_on_again()
+{
+    if (desk.command({{"modem", 0}, {"do", "inspect"}}).at("function") == 1) return;
+    EXPECT_EQ(run(LPA__get_eid, "modem0").code, 15U);
+    char *answer = nullptr;
+    EXPECT_EQ(lgsm_exec(nullptr, "AT+CFUN=1\r\n", &answer, 0, 60), 0);
+    free(answer);
 }
 
 void matrix::expect_profiles(const json &card, bool done)

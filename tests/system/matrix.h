@@ -13,6 +13,7 @@ struct matrix_operation {
 };
 
 extern const std::vector<matrix_operation> matrix_operations; // all of the library
+std::vector<matrix_operation> matrix_operations_named(std::initializer_list<std::string_view> names);
 void PrintTo(const matrix_operation &operation, std::ostream *out);
 std::string matrix_operation_name(const testing::TestParamInfo<matrix_operation> &info);
 
@@ -31,6 +32,10 @@ class matrix : public system_test, public testing::WithParamInterface<matrix_ope
     // The next runs of this and of other operations work without help; no profile is lost or doubled, no notification
     // is lost, no channel stays open.
     void expect_card_whole();
+
+    // A reload that ends between AT+CFUN=0 and AT+CFUN=1 leaves the modem off. It is the router that switches its radio
+    // on; until then every operation gives 15.
+    void switch_on_again();
 
     std::string activation_code;
 

@@ -3,6 +3,8 @@
 #include <array>
 #include <deque>
 #include <gmock/gmock.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 using namespace sim;
@@ -399,6 +401,26 @@ TEST_F(at_commands, meet_a_power_cut)
     fault(R"({"kind":"power-cut"})");
     answer("AT+CSIM=10,\"81E2000000\"");
     EXPECT_EQ(card.commands.size(), 1U);
+}
+
+TEST_F(at_commands, meet_a_signal_to_a_process_instead_of_an_answer)
+{
+    for (const int number : {SIGKILL, SIGTERM}) {
+        const pid_t process = fork();
+        if (process == 0)
+            for (;;)
+                pause();
+        modem.faults.add({{"kind", "kill"}, {"pid", process}, {"signal", number}, {"after", number == SIGTERM}});
+        EXPECT_EQ(answer("AT+CSIM=10,\"81E2000000\""), "");
+        EXPECT_EQ(card.commands.size(), number == SIGTERM ? 1U : 0U);
+        int status = 0;
+        EXPECT_EQ(waitpid(process, &status, 0), process);
+        EXPECT_TRUE(WIFSIGNALED(status));
+        EXPECT_EQ(WTERMSIG(status), number);
+    }
+    for (const int many : {1, 0, -1})
+        EXPECT_THROW(modem.faults.add({{"kind", "kill"}, {"pid", many}}), std::invalid_argument) << many;
+    EXPECT_ANY_THROW(modem.faults.add({{"kind", "kill"}}));
 }
 
 TEST_F(at_commands, meet_a_card_that_loses_its_power_by_itself)

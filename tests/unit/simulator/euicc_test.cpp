@@ -117,9 +117,11 @@ TEST_F(card, a_power_cut_during_a_write_leaves_the_old_state)
     euicc.control({{"do", "add-profile"}, {"iccid", "8901234567890123456"}});
     open_session();
     euicc.control({{"do", "cut-power-at-write"}, {"nth", 1}});
+    EXPECT_EQ(euicc.inspect().at("writes_until_cut"), 1);
     EXPECT_EQ(send("81 E2 91 00 14 BF 31 11 A0 0C 5A 0A 98 10 32 54 76 98 10 32 54 F6 81 01 00 00"), "");
     EXPECT_FALSE(euicc.inspect().at("profiles").at(0).at("enabled"));
     EXPECT_TRUE(euicc.inspect().at("open_channels").empty());
+    EXPECT_EQ(euicc.inspect().at("writes_until_cut"), 0);
 }
 
 TEST_F(card, enabling_a_profile_disables_the_other_and_notifies)

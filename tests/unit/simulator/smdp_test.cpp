@@ -3,7 +3,9 @@
 #include "unit/simulator/test_card.h"
 #include <gtest/gtest.h>
 #include <httplib.h>
+#include <sys/wait.h>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 using nlohmann::json;
@@ -992,6 +994,22 @@ TEST_F(server, an_endless_body_lasts_until_the_client_leaves)
     EXPECT_FALSE(client.send(request));
     EXPECT_GE(received, 100000U);
     EXPECT_EQ(initiate().status, 200); // and the server goes on
+}
+
+TEST_F(server, sends_a_signal_to_a_process_instead_of_an_answer)
+{
+    const pid_t process = fork();
+    if (process == 0)
+        for (;;)
+            pause();
+    fault("initiateAuthentication", "kill", {{"pid", process}, {"signal", SIGTERM}});
+    EXPECT_EQ(initiate().status, -1);
+    int status = 0;
+    EXPECT_EQ(waitpid(process, &status, 0), process);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), SIGTERM);
+    EXPECT_EQ(smdp.inspect().at("sessions").size(), 1U);
+    EXPECT_THROW(fault("initiateAuthentication", "kill", {{"pid", -1}}), std::invalid_argument);
 }
 
 TEST_F(server, stopping_ends_silence_and_slow_bodies)
