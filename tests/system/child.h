@@ -14,6 +14,7 @@ class child {
     static constexpr int failed_check = 99;
     pid_t process() const { return process_; }
     void begin();
+    bool has_ended() const;
     int wait(); // for its end: the exit status, or the negative number of the signal that ended it
 
   private:

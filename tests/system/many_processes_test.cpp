@@ -64,8 +64,9 @@ class many_processes : public testing::Test {
     {
         desk.modem_does({{"do", "fault"}, {"kind", "silence"}, {"nth", 3}});
         holder.begin();
-        while (desk.command({{"modem", 0}, {"do", "inspect"}}).at("faults_fired") == 0)
+        while (!holder.has_ended() && desk.command({{"modem", 0}, {"do", "inspect"}}).at("faults_fired") == 0)
             std::this_thread::yield();
+        EXPECT_FALSE(holder.has_ended());
     }
 
     router desk;
@@ -117,8 +118,9 @@ TEST_F(many_processes, go_on_when_the_one_that_holds_the_lock_is_killed)
     std::deque<child> waiting;
     for (int i = 0; i < processes; ++i) {
         waiting.emplace_back(get_eid).begin();
-        while (!waits_for_a_lock(waiting.back().process()))
+        while (!waiting.back().has_ended() && !waits_for_a_lock(waiting.back().process()))
             std::this_thread::yield();
+        ASSERT_FALSE(waiting.back().has_ended());
     }
     desk.forget_traffic();
     kill(holder.process(), SIGKILL);
