@@ -55,3 +55,9 @@ echo "== the program finds them"
 ln -s libubox.so "$system/lib/libubox.so.20230523"
 ln -s libubus.so "$system/lib/libubus.so.20230605"
 LD_LIBRARY_PATH="$scratch/root/usr/lib:$system/lib:$vendor" "$scratch/root/usr/bin/lpa" --version
+
+echo "== packages without the desk's libraries"
+rm -rf "$scratch/packages"
+cpack -G DEB --config "$build/CPackConfig.cmake" -B "$scratch/packages" >"$scratch/cpack.log" 2>&1 || fail "$(cat "$scratch/cpack.log")"
+[ "$(find "$scratch/packages" -maxdepth 1 -name '*.deb' | wc -l)" = 3 ] || fail "not three packages"
+dpkg-deb -f "$scratch/packages"/liblpa1_*.deb Depends | grep -v lpa-desk
