@@ -9,7 +9,7 @@ fail() { echo "$*"; exit 1; }
 
 system=$scratch/system vendor="$scratch/vendor's" build=$scratch/build
 rm -rf "$system" "$vendor"
-mkdir -p "$system/lib" "$system/include" "$vendor"
+mkdir -p "$system/lib" "$system/include" "$vendor/lib"
 cp -r "$stand_ins/libubus.h" "$stand_ins/libubox" "$system/include"
 stand_in() { # SOURCE LIBRARY LINK-OPTION...
     stand_in_source=$stand_ins/$1 library=$2; shift 2
@@ -19,18 +19,24 @@ stand_in() { # SOURCE LIBRARY LINK-OPTION...
 # a cross linker does.
 stand_in ubox.c "$system/lib/libubox.so" -Wl,-soname,libubox.so.20230523
 stand_in ubus.c "$system/lib/libubus.so" -Wl,-soname,libubus.so.20230605
-stand_in lgsm.c "$vendor/liblgsm.so" -Wl,-soname,liblgsm.so
-stand_in lmnfinfo.c "$vendor/liblmnfinfo.so" # many vendors' libraries have no SONAME
+stand_in lgsm.c "$vendor/lib/liblgsm.so" -Wl,-soname,liblgsm.so
+stand_in lmnfinfo.c "$vendor/lib/liblmnfinfo.so" # many vendors' libraries have no SONAME
 
 echo "== without the vendor's libraries nothing is configured"
 if cmake -G Ninja -S "$source" -B "$scratch/incomplete" -DLPA_PLATFORM=router -DCMAKE_PREFIX_PATH="$system" \
     >"$scratch/incomplete.log" 2>&1; then fail "it is"; fi
 grep -q LGSM_LIBRARY "$scratch/incomplete.log" || fail "the message does not tell what is missing"
 
+echo "== the library alone needs no other headers"
+cmake -G Ninja -S "$source" -B "$scratch/library" -DLPA_TESTS=OFF -DLPA_SIMULATOR=OFF -DLPA_PROGRAM=OFF \
+    -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON -DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON \
+    -DLPA_PLATFORM=router -DCMAKE_PREFIX_PATH="$system;$vendor" >"$scratch/library.log" 2>&1 ||
+    fail "$(cat "$scratch/library.log")"
+
 echo "== build"
 cmake -G Ninja -S "$source" -B "$build" -DCMAKE_BUILD_TYPE=MinSizeRel -DLPA_TESTS=OFF -DLPA_SIMULATOR=OFF \
     -DLPA_PLATFORM=router -DCMAKE_PREFIX_PATH="$system" -DCMAKE_SHARED_LINKER_FLAGS=-Wl,--no-as-needed \
-    -DLGSM_LIBRARY="$vendor/liblgsm.so" -DLMNFINFO_LIBRARY="$vendor/liblmnfinfo.so" >"$scratch/configure.log" ||
+    -DLGSM_LIBRARY="$vendor/lib/liblgsm.so" -DLMNFINFO_LIBRARY="$vendor/lib/liblmnfinfo.so" >"$scratch/configure.log" ||
     fail "$(cat "$scratch/configure.log")"
 cmake --build "$build" -j 2 -- --quiet
 
@@ -54,7 +60,7 @@ definitions "$build/compile_commands.json" | diff "$scratch/desk" - || fail "def
 echo "== the program finds them"
 ln -s libubox.so "$system/lib/libubox.so.20230523"
 ln -s libubus.so "$system/lib/libubus.so.20230605"
-LD_LIBRARY_PATH="$scratch/root/usr/lib:$system/lib:$vendor" "$scratch/root/usr/bin/lpa" --version
+LD_LIBRARY_PATH="$scratch/root/usr/lib:$system/lib:$vendor/lib" "$scratch/root/usr/bin/lpa" --version
 
 echo "== packages without the desk's libraries"
 rm -rf "$scratch/packages"
