@@ -16,6 +16,9 @@ constexpr int at_attempts = 2;
 constexpr uint32_t at_error_pause = 10; // seconds
 constexpr uint32_t sw_characters = 4;
 constexpr uint32_t sw_bytes = 2;
+// Where a chain of 61xx that never ends is given up. Honest cards stay far below both.
+constexpr uint32_t response_max_bytes = 1024 * 1024;
+constexpr uint32_t empty_pieces_max = 100000; // in a row
 constexpr uint16_t sw_ok = 0x9000;
 constexpr uint16_t sw_ok_proactive = 0x9100; // ETSI TS 102 221: done, and a proactive command of no length is pending
 
@@ -252,10 +255,9 @@ uint32_t exchange(const exchange_texts &texts, ModemHandle *handle, const uint8_
 
 uint32_t append_piece(ApduResponse *response, const ApduResponse &piece)
 {
-    uint32_t length = 0;
     uint8_t *data = nullptr;
-    // A sum beyond 32 bits is more than there is memory for.
-    if (!__builtin_add_overflow(response->length, piece.length, &length))
+    const uint32_t length = response->length + piece.length; // small numbers both
+    if (length <= response_max_bytes)
         data = static_cast<uint8_t *>(response->data ? M_realloc(response->data, length) : M_malloc(length));
     if (!data) {
         if (response->data)
@@ -287,9 +289,15 @@ uint32_t get_response(ModemHandle *handle, uint8_t class_byte, ApduResponse *res
 
 uint32_t collect_response(ModemHandle *handle, uint8_t class_byte, ApduResponse *response)
 {
-    while (apdu_utils__sw_response_available(response)) {
+    for (uint32_t empty_pieces = 0; apdu_utils__sw_response_available(response);) {
+        const uint32_t length = response->length;
         const uint32_t rc = get_response(handle, class_byte, response);
         if (rc != RESULT__OK) return rc;
+        empty_pieces = response->length > length ? 0 : empty_pieces + 1;
+        if (empty_pieces > empty_pieces_max) {
+            log__string(LOG__ERROR, get_response_texts.decoding_failed, RESULT__FATAL_ERROR);
+            return RESULT__FATAL_ERROR;
+        }
     }
     return RESULT__OK;
 }

@@ -36,8 +36,9 @@ uint32_t at_utils__CSIM_response_to_APDU(const char *answer, ApduResponse *respo
  * 1 for an answer that does not fit. */
 uint32_t eUICC__send_AT_command(ModemHandle *handle, const char *command, char *answer);
 
-/* Exchanges one APDU and collects 61xx pieces, as many as the card announces. Returns 0 with response filled, else 1,
- * 4, 9, 14 or 15. */
+/* Exchanges one APDU and collects 61xx pieces, as many as the card announces. A card that never ends is given up: with
+ * 9 when its pieces exceed 1 MiB, with 1 after 100000 in a row without data. Returns 0 with response filled, else 1, 4,
+ * 9, 14 or 15. */
 uint32_t eUICC__send_apdu(ModemHandle *handle, const uint8_t *apdu, uint16_t length, ApduResponse *response);
 
 /* Chooses the most detailed AT+CMEE mode that the modem offers. Returns the setting command's result. */

@@ -2,6 +2,7 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -118,3 +119,15 @@ std::vector<std::string> router::traffic(int modem)
     }
     return commands;
 }
+
+short_timeout::short_timeout(double seconds) : usual_(getenv("LPA_MODEMS"))
+{
+    constexpr const char *path = "/tmp/mobile/short.json";
+    json configuration = json::parse(std::ifstream(usual_));
+    for (json &modem : configuration.at("modems"))
+        modem["timeout"] = seconds;
+    std::ofstream(path) << configuration;
+    setenv("LPA_MODEMS", path, 1);
+}
+
+short_timeout::~short_timeout() { setenv("LPA_MODEMS", usual_.c_str(), 1); }

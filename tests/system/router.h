@@ -36,3 +36,13 @@ class router {
     std::string server_;
     std::string proxy_;
 };
+
+// The terminal driver gives up after so many seconds instead of a minute while the object lives.
+class short_timeout {
+  public:
+    explicit short_timeout(double seconds);
+    ~short_timeout();
+
+  private:
+    std::string usual_;
+};

@@ -9,16 +9,6 @@ using testing::IsEmpty;
 class session : public system_test {
   protected:
     outcome eid() { return run(LPA__get_eid, "modem0"); }
-
-    // The terminal driver gives up after a tenth of a second instead of a minute.
-    static void shorten_timeout()
-    {
-        json configuration = json::parse(std::ifstream(getenv("LPA_MODEMS")));
-        for (json &modem : configuration.at("modems"))
-            modem["timeout"] = 0.1;
-        std::ofstream("/tmp/mobile/short.json") << configuration;
-        setenv("LPA_MODEMS", "/tmp/mobile/short.json", 1);
-    }
 };
 
 const std::string eid_document = R"({"eid":"89049032123451234512345678900265"})";
@@ -156,6 +146,18 @@ TEST_F(session, collects_chains_of_61xx_piece_by_piece)
     EXPECT_EQ(std::count(traffic.begin(), traffic.end(), "81C0000001"), 1);
 }
 
+TEST_F(session, gives_up_an_answer_that_never_ends)
+{
+    const log_capture errors_only(1);
+    desk.modem_does({{"do", "fault"},
+                     {"kind", "status-word"},
+                     {"text", std::string(2000, 'A') + "6100"},
+                     {"contains", "81C00000"},
+                     {"times", 0}});
+    EXPECT_EQ(eid().code, 9U);
+    EXPECT_THAT(desk.card().at("open_channels"), IsEmpty());
+}
+
 TEST_F(session, takes_the_whole_answer_from_a_modem_that_collects_it)
 {
     desk.modem_does({{"do", "set"}, {"collects", true}});
@@ -238,7 +240,7 @@ TEST_F(session, takes_an_open_channel_without_number_for_a_failure)
 TEST_F(session, gives_14_when_the_terminal_hangs_up)
 {
     desk.modem_does({{"do", "fault"}, {"kind", "hang-up"}, {"contains", select_isdr}});
-    shorten_timeout();
+    const short_timeout tenth_of_a_second(0.1);
     EXPECT_EQ(eid().code, 14U); // 17 at first; the second attempt finds no terminal
     EXPECT_THAT(pauses, ElementsAre(2U));
     desk.modem_does({{"do", "return"}});

@@ -528,6 +528,31 @@ TEST_F(exchange, follows_a_chain_however_long_it_is)
     fake_modem.reset();
 }
 
+TEST_F(exchange, gives_up_a_chain_whose_data_never_end)
+{
+    const log_capture errors(LOG__ERROR);
+    const std::string kilobyte(2008, 'A');
+    fake_modem.otherwise = [&](const std::string &) { return fake_modem_type::answer{csim(kilobyte + "6100")}; };
+    EXPECT_EQ(send("81E2910000"), 9U);
+    EXPECT_EQ(fake_modem.commands.size(), 1045U); // of 1004 bytes each; 1044 fit into 1 MiB
+    expect_nothing_held(response);
+    EXPECT_EQ(errors.up_to(LOG__TRACE),
+              "1 [eUICC__send_apdu] Get response, reallocation for the apdu_response data failed\n");
+    fake_modem.reset();
+}
+
+TEST_F(exchange, gives_up_a_chain_that_never_ends_without_data)
+{
+    const log_capture errors(LOG__ERROR);
+    fake_modem.otherwise = [](const std::string &) { return fake_modem_type::answer{csim("6110")}; };
+    EXPECT_EQ(send("81E2910000"), 1U);
+    EXPECT_EQ(fake_modem.commands.size(), 100002U);
+    expect_nothing_held(response);
+    EXPECT_EQ(errors.up_to(LOG__TRACE),
+              "1 [eUICC__send_get_response_apdu] at_utils__CSIM_response_to_APDU failed, rc 1\n");
+    fake_modem.reset();
+}
+
 // AT+CMEE
 
 struct cmee_case {
