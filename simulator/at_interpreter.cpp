@@ -312,6 +312,7 @@ at_interpreter::answer at_interpreter::apply(const fault &applied, progress &sta
         return error(cme_sim_failure);
     case fault_kind::garbage:
         given.noise = unsolicited("^SIMST: 1") + "\x01\x7f~";
+        state.afterwards = given.noise;
         return given;
     default:
         for (std::string &line : given.lines)

@@ -20,6 +20,7 @@ constexpr fault_kind kinds[] = {
     {"remove-member", "member"},
     {"set-member", "member"},
     {"body", "body"},
+    {"escape", "characters"},
     {"empty-body", nullptr},
     {"truncated-body", "bytes"},
     // the connection fails

@@ -19,7 +19,7 @@ enum class fault_kind {
     truncate,    // the answer's last digits are missing
     odd,         // the answer's very last digit is missing
     no_digits,   // the answer's digits are none
-    garbage,     // noise before the answer
+    garbage,     // noise before and behind the answer
     silence,     // no answer at all
     hang_up,     // the terminal goes away
     power_cut,   // the card loses its power

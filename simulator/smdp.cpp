@@ -102,6 +102,13 @@ bool client_stays_for(int milliseconds)
 
 void close_connection() { shutdown(current_connection, SHUT_RDWR); }
 
+// RST instead of FIN.
+void reset_connection()
+{
+    const sockaddr nobody = {AF_UNSPEC, {}};
+    connect(current_connection, &nobody, sizeof nobody);
+}
+
 struct free_port {
     int port;
     bool ipv6; // IPv6 may be missing on this machine
@@ -246,19 +253,46 @@ void send_endlessly(httplib::Response &response, const json &fault)
     });
 }
 
-void send_beginning(httplib::Response &response, const std::string &body, size_t bytes)
+void send_beginning(httplib::Response &response, const std::string &body, const json &fault)
 {
-    response.set_content_provider(body.size(), json_type, [body, bytes](size_t, size_t, httplib::DataSink &sink) {
-        sink.write(body.data(), std::min(bytes, body.size()));
-        close_connection();
-        return false;
-    });
+    const size_t bytes = fault.at("bytes");
+    const bool resets = fault.value("reset", false);
+    response.set_content_provider(body.size(), json_type,
+                                  [body, bytes, resets](size_t, size_t, httplib::DataSink &sink) {
+                                      sink.write(body.data(), std::min(bytes, body.size()));
+                                      if (resets) reset_connection();
+                                      else close_connection();
+                                      return false;
+                                  });
+}
+
+// Inside texts, as \/ or \u0041.
+std::string escaped(const std::string &body, const std::string &characters)
+{
+    std::string result;
+    bool inside = false;
+    for (size_t at = 0; at < body.size(); ++at) {
+        const char c = body[at];
+        if (c == '"') inside = !inside;
+        if (!inside || characters.find(c) == std::string::npos) {
+            result += c;
+            if (c == '\\' && at + 1 < body.size()) result += body[++at];
+        } else if (c == '/') {
+            result += "\\/";
+        } else {
+            char code[8];
+            snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned char>(c));
+            result += code;
+        }
+    }
+    return result;
 }
 
 // The faults that concern the answer as a text or the connection.
 void send(httplib::Response &response, std::string body, const fired_faults &faults)
 {
     if (const json *fault = faults.find("body")) body = fault->at("body");
+    if (const json *fault = faults.find("escape")) body = escaped(body, fault->at("characters"));
     if (faults.has("empty-body")) body.clear();
     if (const json *fault = faults.find("truncated-body"))
         body.resize(std::min(body.size(), fault->at("bytes").get<size_t>()));
@@ -271,7 +305,7 @@ void send(httplib::Response &response, std::string body, const fired_faults &fau
         return close_connection();
     }
     if (faults.has("close")) return close_connection();
-    if (const json *fault = faults.find("cut-connection")) return send_beginning(response, body, fault->at("bytes"));
+    if (const json *fault = faults.find("cut-connection")) return send_beginning(response, body, *fault);
     if (const json *fault = faults.find("slow-body")) return send_slowly(response, body, *fault);
     if (const json *fault = faults.find("endless-body")) return send_endlessly(response, *fault);
     if (response.status != no_content) response.set_content(body, json_type);

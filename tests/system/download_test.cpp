@@ -404,6 +404,17 @@ INSTANTIATE_TEST_SUITE_P(
     })),
     [](const auto &info) { return std::string(info.param.name); });
 
+TEST_F(download, over_a_connection_that_is_reset_gives_1)
+{
+    desk.server_does({{"do", "add-fault"},
+                      {"endpoint", "getBoundProfilePackage"},
+                      {"kind", "cut-connection"},
+                      {"bytes", 2000},
+                      {"reset", true}});
+    EXPECT_EQ(install(desk.add_order(order())).code, 1U);
+    EXPECT_THAT(log.at(1), HasSubstr("Connection reset by peer"));
+}
+
 TEST_F(download, from_a_server_that_is_down_gives_1)
 {
     const json ordered = desk.add_order(order());

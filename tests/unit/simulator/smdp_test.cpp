@@ -964,6 +964,13 @@ TEST_F(server, bodies_can_be_changed)
     EXPECT_EQ(initiate().body, "{\"header\":{\"function");
     fault("initiateAuthentication", "body", {{"body", "<html>"}});
     EXPECT_EQ(initiate().body, "<html>");
+    const json body = {{"body", R"({"a/A":["A/b","\"A",1]})"}};
+    for (const auto &[characters, expected] : {std::pair{"/", R"({"a\/A":["A\/b","\"A",1]})"},
+                                               std::pair{"A", R"({"a/\u0041":["\u0041/b","\"\u0041",1]})"}}) {
+        fault("initiateAuthentication", "body", body);
+        fault("initiateAuthentication", "escape", {{"characters", characters}});
+        EXPECT_EQ(initiate().body, expected);
+    }
 }
 
 TEST_F(server, connections_can_fail)
@@ -972,9 +979,11 @@ TEST_F(server, connections_can_fail)
     EXPECT_EQ(initiate().status, -1);
     fault("initiateAuthentication", "cut-connection", {{"bytes", 20}});
     EXPECT_EQ(initiate().status, -1);
+    fault("initiateAuthentication", "cut-connection", {{"bytes", 20}, {"reset", true}});
+    EXPECT_EQ(initiate().status, -1);
     fault("initiateAuthentication", "slow-body", {{"milliseconds", 0}, {"piece", 7}});
     EXPECT_EQ(initiate().codes(), "Executed-Success");
-    EXPECT_EQ(smdp.inspect().at("sessions").size(), 3U);
+    EXPECT_EQ(smdp.inspect().at("sessions").size(), 4U);
 }
 
 TEST_F(server, an_endless_body_lasts_until_the_client_leaves)
