@@ -64,23 +64,31 @@ std::string nested(const std::string &tag)
     return levels;
 }
 
-std::vector<at_fault> wrong_elements(const std::string &tag)
+std::vector<at_fault> instead_of_elements(const std::vector<std::pair<const char *, std::string>> &answers)
 {
-    // What the answer to RetrieveNotificationsList has in A0 is delivered, and the card's notification removed.
-    const std::string list = tag == "BF2B" ? "A2" : "A0";
-    const std::pair<const char *, std::string> answers[] = {
-        {"another tag", "BF7F03800100"},
-        {"an undefined result", element(tag, "8001AA")},
-        {"a list of other things", element(tag, element(list, element("E3", "5A00")))},
-        {"150 levels", element(tag, nested(list))},
-        {"a list of 16 MB", element(tag, list + "83FFFFFF0102")},
-        {"4 GB", tag + "84FFFFFFFF800100"},
-        {"a tag without end", std::string(32, 'F')},
-    };
     std::vector<at_fault> faults;
     for (const auto &[name, answer] : answers)
         faults.push_back({name, {{"kind", "status-word"}, {"text", answer + "9000"}, {"after", true}}});
     return faults;
+}
+
+// What the answer to RetrieveNotificationsList has in A0 is delivered, and the card's notification removed.
+std::string list_in(const std::string &tag) { return tag == "BF2B" ? "A2" : "A0"; }
+
+std::vector<at_fault> wrong_elements(const std::string &tag)
+{
+    return instead_of_elements(
+        {{"another tag", "BF7F03800100"},
+         {"an undefined result", element(tag, "8001AA")},
+         {"a list of other things", element(tag, element(list_in(tag), element("E3", "5A00")))}});
+}
+
+std::vector<at_fault> boundless_elements(const std::string &tag)
+{
+    return instead_of_elements({{"150 levels", element(tag, nested(list_in(tag)))},
+                                {"a list of 16 MB", element(tag, list_in(tag) + "83FFFFFF0102")},
+                                {"4 GB", tag + "84FFFFFFFF800100"},
+                                {"a tag without end", std::string(32, 'F')}});
 }
 
 class at_fault_matrix : public matrix {
@@ -142,6 +150,8 @@ TEST_P(at_fault_matrix, is_whole_after_a_damaged_answer) { meet_each(damages); }
 
 // With all that the log can show, so that the dumps meet these bytes as well.
 TEST_P(at_fault_matrix, is_whole_after_a_wrong_element) { meet_each(wrong_elements, 5); }
+
+TEST_P(at_fault_matrix, is_whole_after_a_boundless_element) { meet_each(boundless_elements, 5); }
 
 INSTANTIATE_TEST_SUITE_P(every, at_fault_matrix, testing::ValuesIn(matrix_operations), matrix_operation_name);
 
