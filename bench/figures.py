@@ -19,7 +19,7 @@ SECTIONS = {
     "constants, nearly all log texts": [".rodata"],
     "constants that hold addresses": [".data.rel.ro"],
     "unwind tables": [".eh_frame", ".eh_frame_hdr"],
-    "data": [".init_array", ".fini_array", ".dynamic", ".got", ".got.plt", ".data", ".bss"],
+    "data": [".init_array", ".fini_array", ".dynamic", ".got", ".got.plt", ".data"],
     "relocations": [".rela.dyn", ".rela.plt"],
 }
 WRITABLE_AFTER_START = {".got.plt", ".data", ".bss"}  # the linker's RELRO part is read-only by then

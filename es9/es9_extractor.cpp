@@ -167,39 +167,34 @@ uint32_t read_header(char *json, FunctionExecutionStatus *status)
 constexpr uint32_t logged_only = 0; // no error of its own in SGP.22: the error stays as it is
 
 struct refusal {
-    const char *subject_code;
-    const char *reason_code;
+    char subject_code[7]; // in place: a pointer would have to be relocated
+    char reason_code[5];
     uint32_t error;
     const char *message;
 };
 
 constexpr refusal authenticate_client_refusals[] = {
-    {"8.1.2", "6.1", 1, "[es9_json_extractor__authenticate_client_error] EUM Certificate is invalid."},
-    {"8.1.2", "6.3", 2, "[es9_json_extractor__authenticate_client_error] EUM Certificate has expired."},
-    {"8.1.3", "6.1", 3, "[es9_json_extractor__authenticate_client_error] eUICC Certificate is invalid."},
-    {"8.1.3", "6.3", 4, "[es9_json_extractor__authenticate_client_error] eUICC Certificate has expired."},
-    {"8.1", "6.1", 5,
-     "[es9_json_extractor__authenticate_client_error] eUICC signature is invalid or serverChallenge is invalid."},
-    {"8.1", "4.8", 11,
-     "[es9_json_extractor__authenticate_client_error] eUICC does not have sufficient space for this Profile."},
+    {"8.1.2", "6.1", 1, "EUM Certificate is invalid."},
+    {"8.1.2", "6.3", 2, "EUM Certificate has expired."},
+    {"8.1.3", "6.1", 3, "eUICC Certificate is invalid."},
+    {"8.1.3", "6.3", 4, "eUICC Certificate has expired."},
+    {"8.1", "6.1", 5, "eUICC signature is invalid or serverChallenge is invalid."},
+    {"8.1", "4.8", 11, "eUICC does not have sufficient space for this Profile."},
     {"8.11.1", "3.9", 9,
-     "[es9_json_extractor__authenticate_client_error] Unknown CI Public Key. The CI used by the EUM Certificate is not a trusted root for the SM-DP+."},
-    {"8.2", "1.2", 8, "[es9_json_extractor__authenticate_client_error] Profile has not yet been released."},
-    {"8.10.1", "3.9", 10,
-     "[es9_json_extractor__authenticate_client_error] The RSP session identified by the TransactionID is unknown."},
-    {"8.2.6", "3.8", 6, "[es9_json_extractor__authenticate_client_error] MatchingID (AC_Token or EventID) is refused."},
-    {"8.1.1", "3.8", 7, "[es9_json_extractor__authenticate_client_error] EID doesn't match the expected value."},
-    {"8.2.5", "4.3", 8, "[es9_json_extractor__authenticate_client_error] No eligible Profile for this eUICC/Device."},
-    {"8.8.5", "4.10", logged_only, "[es9_json_extractor__authenticate_client_error] The Download order has expired"},
-    {"8.8.5", "6.4", logged_only,
-     "[es9_json_extractor__authenticate_client_error] The maximum number of retries for the Profile download order has been exceeded."},
+     "Unknown CI Public Key. The CI used by the EUM Certificate is not a trusted root for the SM-DP+."},
+    {"8.2", "1.2", 8, "Profile has not yet been released."},
+    {"8.10.1", "3.9", 10, "The RSP session identified by the TransactionID is unknown."},
+    {"8.2.6", "3.8", 6, "MatchingID (AC_Token or EventID) is refused."},
+    {"8.1.1", "3.8", 7, "EID doesn't match the expected value."},
+    {"8.2.5", "4.3", 8, "No eligible Profile for this eUICC/Device."},
+    {"8.8.5", "4.10", logged_only, "The Download order has expired"},
+    {"8.8.5", "6.4", logged_only, "The maximum number of retries for the Profile download order has been exceeded."},
 };
 
 constexpr refusal cancel_session_refusals[] = {
-    {"8.10.1", "3.9", 1,
-     "[es9_json_extractor__authenticate_client_error] The RSP session identified by the TransactionID is unknown."},
-    {"8.1", "6.1", 2, "[es9_json_extractor__authenticate_client_error] eUICC signature is invalid."},
-    {"8.8", "3.10", logged_only, "[es9_json_extractor__authenticate_client_error] The provided SM-DP+ OID is invalid."},
+    {"8.10.1", "3.9", 1, "The RSP session identified by the TransactionID is unknown."},
+    {"8.1", "6.1", 2, "eUICC signature is invalid."},
+    {"8.8", "3.10", logged_only, "The provided SM-DP+ OID is invalid."},
 };
 
 // A later match overwrites an earlier one: a received "8.1" begins "8.1.2" too, and its own row stands further down.
@@ -210,7 +205,7 @@ template <size_t Count> uint32_t find_error(const refusal (&refusals)[Count], co
     for (const refusal &row : refusals) {
         if (!is_beginning_of(row.subject_code, status.subjectCode, status.subjectCode_length)) continue;
         if (!is_beginning_of(row.reason_code, status.reasonCode, status.reasonCode_length)) continue;
-        log__string(LOG__WARN, "%s", row.message);
+        log__string(LOG__WARN, "[es9_json_extractor__authenticate_client_error] %s", row.message);
         if (row.error != logged_only) error = row.error;
     }
     return error;
