@@ -56,20 +56,18 @@ __attribute__((noinline)) void write_line(int32_t level, const char *format, va_
     if (g_log_to_console) hw_printf(line);
 }
 
-// Only a line that is not full ends with a blank. Without printf, which takes ten times as long.
-void dump_line(int32_t level, const uint8_t *data, uint32_t left)
+void dump_whole_line(int32_t level, const uint8_t *b)
 {
-    const uint32_t length = std::min(left, bytes_per_dump_line);
-    constexpr char digits[] = "0123456789ABCDEF";
-    char line[bytes_per_dump_line * 3 + 1];
-    char *end = line;
-    for (uint32_t i = 0; i < length; ++i) {
-        *end++ = digits[data[i] >> 4];
-        *end++ = digits[data[i] & 0x0F];
-        *end++ = ' ';
-    }
-    if (length == bytes_per_dump_line) --end;
-    *end = '\0';
+    log__string(level, "%02X %02X %02X %02X %02X %02X %02X %02X %02X %02X %02X %02X %02X %02X %02X %02X", b[0], b[1],
+                b[2], b[3], b[4], b[5], b[6], b[7], b[8], b[9], b[10], b[11], b[12], b[13], b[14], b[15]);
+}
+
+void dump_last_line(int32_t level, const uint8_t *data, uint32_t length)
+{
+    constexpr uint32_t characters_per_byte = 3;
+    char line[bytes_per_dump_line * characters_per_byte + 1] = {};
+    for (uint32_t i = 0; i < length; ++i)
+        if (snprintf(line + i * characters_per_byte, characters_per_byte + 1, "%02X ", data[i]) < 0) return;
     log__string(level, "%s", line);
 }
 } // namespace
@@ -108,9 +106,10 @@ void log__data(int32_t level, const char *title, const uint8_t *data, uint32_t l
     if (g_log_level < level) return;
     log__string(level, "%s", title);
     if (!data) return;
-    const uint32_t dumped = std::min(length, longest_dump);
-    for (uint32_t offset = 0; offset < dumped; offset += bytes_per_dump_line)
-        dump_line(level, data + offset, dumped - offset);
+    uint32_t left = std::min(length, longest_dump);
+    for (; left >= bytes_per_dump_line; left -= bytes_per_dump_line, data += bytes_per_dump_line)
+        dump_whole_line(level, data);
+    if (left > 0) dump_last_line(level, data, left);
 }
 
 void log__cstring(int32_t level, const char *text)
