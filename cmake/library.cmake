@@ -5,6 +5,10 @@ file(GLOB lpa_sources CONFIGURE_DEPENDS
   ${PROJECT_SOURCE_DIR}/es10/*.cpp ${PROJECT_SOURCE_DIR}/es9/*.cpp ${PROJECT_SOURCE_DIR}/rsp/*.cpp
   ${PROJECT_SOURCE_DIR}/lpa/*.cpp)
 
+# The wall clock after January 2038 on 32-bit machines. Here only: the bus's headers hold times whose size is libubus's.
+set_source_files_properties(${PROJECT_SOURCE_DIR}/foundation/log.cpp ${PROJECT_SOURCE_DIR}/foundation/timer.cpp
+  PROPERTIES COMPILE_DEFINITIONS _TIME_BITS=64)
+
 add_library(lpa_objects OBJECT ${lpa_sources})
 set_target_properties(lpa_objects PROPERTIES
   POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)

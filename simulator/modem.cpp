@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <deque>
 #include <fcntl.h>
 #include <mutex>
@@ -187,15 +188,16 @@ void modem::state::run()
 // a pseudo-terminal remembers that, unlike a device that is really closed.
 void modem::state::note_openers()
 {
-    alignas(inotify_event) char buffer[4096];
+    char buffer[4096];
     bool closed = false;
     for (ssize_t size = 0; (size = read(terminal.watch.get(), buffer, sizeof buffer)) > 0;)
         for (const char *at = buffer; at < buffer + size;) {
-            const auto *event = reinterpret_cast<const inotify_event *>(at);
-            if (event->mask & IN_OPEN) ++terminal.openers;
-            if (event->mask & IN_CLOSE) --terminal.openers;
-            closed = closed || event->mask & IN_CLOSE;
-            at += sizeof *event + event->len;
+            inotify_event event = {};
+            memcpy(&event, at, sizeof event);
+            if (event.mask & IN_OPEN) ++terminal.openers;
+            if (event.mask & IN_CLOSE) --terminal.openers;
+            closed = closed || event.mask & IN_CLOSE;
+            at += sizeof event + event.len;
         }
     if (!closed || terminal.openers > 0) return;
     ioctl(terminal.slave.get(), TIOCNXCL);

@@ -65,14 +65,13 @@ uint32_t message__value_bytes(const blob_attr *attribute)
 blob_attr *message__find(blob_attr *root, uint8_t id)
 {
     uint32_t left = message__value_bytes(root);
-    auto *at = reinterpret_cast<uint8_t *>(root->data);
+    blob_attr *attribute = root + 1;
     while (left >= attribute_header_bytes) {
-        auto *attribute = reinterpret_cast<blob_attr *>(at);
         const uint32_t size = message__attribute_bytes(attribute);
         if (size < attribute_header_bytes || size > left) return nullptr;
-        if ((message__read_uint32(at) >> 24 & id_mask) == id) return attribute;
+        if ((message__read_uint32(attribute) >> 24 & id_mask) == id) return attribute;
         if (padded(size) >= left) return nullptr; // the last one may lack its padding
-        at += padded(size);
+        attribute += padded(size) / sizeof *attribute;
         left -= padded(size);
     }
     return nullptr;

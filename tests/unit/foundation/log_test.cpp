@@ -2,6 +2,7 @@
 #include "support/bytes.h"
 #include "support/log_capture.h"
 #include "unit/foundation/log_fixture.h"
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -139,6 +140,15 @@ TEST_F(log_string, brings_the_mode_back_before_every_line)
     struct stat file = {};
     ASSERT_EQ(stat(log_file, &file), 0);
     EXPECT_EQ(file.st_mode & 07777, 0660U);
+}
+
+TEST_F(log_string, takes_a_directory_of_a_time_after_january_2038)
+{
+    const timespec times[2] = {{4102444799, 0}, {4102444799, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, log_directory, times, 0), 0);
+    EXPECT_EQ(console([] { log__string(LOG__ERROR, "m"); }), "");
+    EXPECT_NE(written(), "");
+    EXPECT_EQ(utimensat(AT_FDCWD, log_directory, nullptr, 0), 0); // 32-bit std::filesystem refuses such times
 }
 
 TEST_F(log_string, without_its_directory_writes_nothing_and_reports_stat_on_every_call)

@@ -12,10 +12,12 @@ int refuse()
     errno = EPERM;
     return -1;
 }
-#ifdef SYS_fchown32 // 32-bit machines: the older call has 16-bit identifiers
+#ifdef SYS_fchown32 // 32-bit machines: the older calls have 16-bit identifiers and 32-bit times
 constexpr long fchown_number = SYS_fchown32;
+constexpr long clock_gettime_number = SYS_clock_gettime64;
 #else
 constexpr long fchown_number = SYS_fchown;
+constexpr long clock_gettime_number = SYS_clock_gettime;
 #endif
 } // namespace
 
@@ -27,7 +29,7 @@ int clock_gettime(clockid_t clock, timespec *now) noexcept
         *now = *system_calls.monotonic_clock;
         return 0;
     }
-    return static_cast<int>(syscall(SYS_clock_gettime, clock, now));
+    return static_cast<int>(syscall(clock_gettime_number, clock, now));
 }
 
 time_t time(time_t *now) noexcept

@@ -35,6 +35,14 @@ TEST_F(timer, tells_local_time_with_month_from_1_and_the_full_year)
     EXPECT_EQ(now.hour, 0);
 }
 
+TEST_F(timer, tells_the_time_after_january_2038)
+{
+    setenv("TZ", "UTC0", 1);
+    system_calls.wall_clock = 4102444799; // 2099-12-31 23:59:59 UTC
+    time_data now = {};
+    EXPECT_EQ(timer__get_time_data(&now)->year, 2099);
+}
+
 TEST_F(timer, takes_up_a_changed_time_zone)
 {
     system_calls.wall_clock = 1798754399;
