@@ -289,6 +289,7 @@ json modem::state::control(const json &command)
     else if (what == "line") queue_text(clock::now(), interpreter.unsolicited(command.at("text").get<std::string>()));
     else if (what == "hang-up") unplug(command.value("return_ms", -1));
     else if (what == "return") {
+        std::erase_if(output, [](const outgoing &entry) { return entry.vanishes; }); // one that is still to come
         if (!terminal.master) plug_in();
     } else {
         throw std::invalid_argument("the modem does not know \"" + what + "\"");
