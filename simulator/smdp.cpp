@@ -106,7 +106,7 @@ void close_connection() { shutdown(current_connection, SHUT_RDWR); }
 void reset_connection()
 {
     const sockaddr nobody = {AF_UNSPEC, {}};
-    connect(current_connection, &nobody, sizeof nobody);
+    static_cast<void>(connect(current_connection, &nobody, sizeof nobody));
 }
 
 struct free_port {
