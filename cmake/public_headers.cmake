@@ -17,6 +17,7 @@ list(REMOVE_ITEM LPA_PUBLIC_HEADERS
   es10/response_reader.h
   es9/printed_text.h
   rsp/card_answer.h
+  rsp/progress.h
   lpa/iccid_argument.h
   lpa/operation_frame.h
   lpa/profile_changes.h

@@ -37,6 +37,14 @@ uint32_t reset_settings(call &of)
     return LPA__reset_settings(modem);
 }
 
+void check_progress(const lpa_progress *progress, void *)
+{
+    REQUIRE(progress->step <= LPA_PROGRESS__DONE);
+    REQUIRE(progress->done <= progress->total);
+    REQUIRE(!progress->provider || strlen(progress->provider) <= 128);
+    REQUIRE(!progress->name || strlen(progress->name) <= 256);
+}
+
 constexpr uint32_t (*operations[])(call &of) = {
     without_argument<LPA__get_eid>,
     without_argument<LPA__get_profiles>,
@@ -68,6 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const exact_text second(input.until("\n"));
     scripted_world world(input.rest());
     call of{first, second};
+    LPA__set_progress_callback(check_progress, nullptr);
     const uint32_t code = operations[chosen](of);
     REQUIRE(is_result_code(code));
     REQUIRE(of.length == (of.json ? strlen(of.json) + 1 : 0));

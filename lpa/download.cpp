@@ -4,6 +4,7 @@
 #include "lpa/update_event.h"
 #include "rsp/activation_code.h"
 #include "rsp/profile_download.h"
+#include "rsp/progress.h"
 #include <string.h>
 
 namespace {
@@ -64,6 +65,8 @@ uint32_t LPA__start_rsp(const char *modem, const char *activation_code, const ch
     const uint32_t code = run_download(
         {.modem = modem, .activation_code = activation_code, .confirmation_code = confirmation_code}, json, length);
     esim_notify_event(primary_profile ? UPDATE_EVENT__DOWNLOAD_PRIMARY : UPDATE_EVENT__DOWNLOAD, modem, nullptr, code);
+    if (code == RESULT__OK) progress__tell(LPA_PROGRESS__DONE);
+    progress__forget_profile();
     return code;
 }
 

@@ -60,6 +60,32 @@ uint8_t LPA__get_reload_disabled(void);
 uint32_t LPA__set_primary_profile(uint8_t primary);
 uint8_t LPA__get_primary_profile(void);
 
+/* Progress, for a host program that shows it. Results and what is done are the same with and without a callback. */
+enum {
+    /* A download's steps in this order. When the download is tried again they start over. */
+    LPA_PROGRESS__OPENING = 0,        /* waiting for the modem, opening the card */
+    LPA_PROGRESS__AUTHENTICATING = 1, /* card and server prove themselves to each other */
+    LPA_PROGRESS__PREPARING = 2,      /* the card agrees to the profile; provider and name are known from here on */
+    LPA_PROGRESS__FETCHING = 3,       /* the server is asked for the profile's package */
+    LPA_PROGRESS__INSTALLING = 4,     /* bytes of the package that the card took, from 0 up to all of them */
+    LPA_PROGRESS__REPORTING = 5,      /* the server is told what the card made of it */
+    LPA_PROGRESS__DELIVERING = 6,     /* pending notifications, in every operation that delivers them, from 0 on;
+                                       * counted when dealt with: delivered, or left on the card for another time */
+    LPA_PROGRESS__DONE = 7            /* the last call of a download that returns 0, and only of such a one */
+};
+
+typedef struct lpa_progress {
+    uint32_t step;        /* LPA_PROGRESS; ignore one that you do not know */
+    uint32_t done, total; /* of INSTALLING and DELIVERING; done <= total; else 0 */
+    const char *provider; /* the profile's service provider name and profile name, null where unknown; UTF-8 as the */
+    const char *name;     /* server sends it, control characters included */
+} lpa_progress;           /* later versions only add members at the end */
+
+/* Called in the thread of the operation, at every step and at every block of a package that the card has taken.
+ * *progress and its texts are valid only during the call. The callback returns soon, because card and server wait for
+ * it, and calls nothing of the library. null: no callback, as at the start. Not while an operation runs. */
+void LPA__set_progress_callback(void (*callback)(const lpa_progress *progress, void *context), void *context);
+
 /* {"result":N,"description":"D"} for a result code. Returns 0, 1 or 9. */
 uint32_t json_generator__process_error(uint32_t code, char **json);
 

@@ -3,6 +3,7 @@
 #include "foundation/log.h"
 #include "foundation/owned_bytes.h"
 #include "foundation/result.h"
+#include "rsp/progress.h"
 #include "tlv/ber_tlv_parser.h"
 #include <algorithm>
 #include <iterator>
@@ -34,6 +35,7 @@ struct loading {
     uint8_t data_padding = 0;   // bytes of that group already sent, 0..2
     uint8_t chunk[chunk_max_bytes] = {};
     uint32_t chunk_length = 0;
+    uint32_t total = 0;     // bytes of the package, as its header says
     owned_bytes response{}; // the card's, which ends the loading
     uint32_t response_length = 0;
 
@@ -87,6 +89,12 @@ void update_bpp_offset_and_padding(loading &state, uint32_t data_size)
                 state.data_padding, state.base64_offset);
 }
 
+void tell_progress(const loading &state)
+{
+    const uint32_t sent = state.base64_offset / 4 * 3 + state.data_padding;
+    progress__tell(LPA_PROGRESS__INSTALLING, std::min(sent, state.total), state.total);
+}
+
 // Sends the next size bytes of the current chunk as one block.
 uint32_t store_bpp_chunk(loading &state, uint32_t size, uint8_t block_number, uint8_t last_block)
 {
@@ -104,6 +112,7 @@ uint32_t store_bpp_chunk(loading &state, uint32_t size, uint8_t block_number, ui
         return rc;
     }
     update_bpp_offset_and_padding(state, size);
+    tell_progress(state);
     return RESULT__OK;
 }
 
@@ -219,6 +228,8 @@ uint32_t load_initialize_secure_channel_request(loading &state)
     log__string(LOG__DEBUG,
                 "[load_initialize_secure_channel_request] TLV 2: Tag %04X in %d bytes, length %d in %d bytes",
                 request.tag, request.tag_bytes, request.length, request.length_bytes);
+    state.total = header_size(package) + package.length;
+    tell_progress(state);
     const uint32_t size = header_size(package) + header_size(request) + request.length;
     log__string(LOG__DEBUG, "[load_initialize_secure_channel_request] DATA TO SEND %d bytes", size);
     return send_series(state, size, [](uint32_t) {});

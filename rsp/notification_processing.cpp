@@ -9,6 +9,7 @@
 #include "foundation/timer.h"
 #include "rsp/card_answer.h"
 #include "rsp/notification_groups.h"
+#include "rsp/progress.h"
 #include "tlv/ber_tlv_parser.h"
 #include <algorithm>
 
@@ -193,9 +194,20 @@ uint32_t process_notification(session card, const char *address, uint32_t sequen
     return RESULT__OK; // a delivered notification that stays is delivered again next time
 }
 
+uint32_t count_notifications(const notification_group *list)
+{
+    uint32_t count = 0;
+    for (const notification_group *group = list; group; group = group->next)
+        count += group->count;
+    return count;
+}
+
 uint32_t process_notification_list(session card, const notification_group *list)
 {
+    const uint32_t total = count_notifications(list);
+    progress__tell(LPA_PROGRESS__DELIVERING, 0, total);
     uint32_t failed_sends = 0;
+    uint32_t done = 0;
     for (const notification_group *group = list; group; group = group->next) {
         log__string(LOG__DEBUG, "[process_notification_list] Notification group address '%s'",
                     group->notification_address);
@@ -203,6 +215,7 @@ uint32_t process_notification_list(session card, const notification_group *list)
             const uint32_t rc =
                 process_notification(card, group->notification_address, group->sequence_numbers[i], &failed_sends);
             if (rc != RESULT__OK) return rc;
+            progress__tell(LPA_PROGRESS__DELIVERING, ++done, total);
         }
     }
     return failed_sends == 0 ? RESULT__OK : RESULT__CONNECTION_FAILED;

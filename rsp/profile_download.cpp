@@ -10,6 +10,7 @@
 #include "rsp/card_answer.h"
 #include "rsp/download_preparation.h"
 #include "rsp/mutual_authentication.h"
+#include "rsp/progress.h"
 
 namespace {
 struct download {
@@ -72,8 +73,11 @@ uint32_t authenticate(const download &run, owned_consent &consent)
 uint32_t agree_on_download(const download &run, TransactionId *transaction_id, card_answer &prepared)
 {
     owned_consent consent;
+    progress__tell(LPA_PROGRESS__AUTHENTICATING);
     uint32_t rc = authenticate(run, consent);
     if (rc != RESULT__OK) return rc;
+    progress__learn_profile(consent.response.profileMetadata, consent.response.profileMetadata_length);
+    progress__tell(LPA_PROGRESS__PREPARING);
     *transaction_id = consent.response.transactionId;
     rc = rsp__prepare_download(run.handle, run.channel, run.smdp_address, &consent.response, run.confirmation_code,
                                &prepared.data.data, &prepared.length);
@@ -88,6 +92,7 @@ uint32_t get_package(const download &run, owned_text &json)
     card_answer prepared;
     uint32_t rc = agree_on_download(run, &transaction_id, prepared);
     if (rc != RESULT__OK) return rc;
+    progress__tell(LPA_PROGRESS__FETCHING);
     rc = es9__get_bound_profile_package(run.smdp_address, &transaction_id, prepared.data.data, prepared.length,
                                         &json.data);
     if (rc != RESULT__OK)
@@ -187,6 +192,7 @@ uint32_t download_and_report(const download &run, card_answer &result)
 {
     uint32_t rc = install_package(run, result);
     if (rc != RESULT__OK) return rc;
+    progress__tell(LPA_PROGRESS__REPORTING);
     rc = process_profile_installation_result_notification(run.handle, run.channel, result.data.data, result.length);
     if (rc != RESULT__OK)
         log__string(
@@ -212,6 +218,7 @@ uint32_t rsp__start_with_activation_code(const char *modem, const ActivationCode
     if (rc != RESULT__OK) return rc;
     ModemHandle *handle = nullptr;
     uint8_t channel = 0;
+    progress__tell(LPA_PROGRESS__OPENING);
     rc = eUICC__initialize(modem, &handle, &channel);
     if (rc != RESULT__OK) {
         log__string(LOG__ERROR, "[rsp__start_with_activation_code] eUICC__initialize failed, rc %d", rc);

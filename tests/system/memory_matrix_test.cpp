@@ -1,4 +1,5 @@
 // Every operation with its n-th allocation failing, and all from the n-th on, for every n.
+#include "support/progress_capture.h"
 #include "system/allocations.h"
 #include "system/matrix.h"
 
@@ -13,6 +14,7 @@ class memory_matrix : public matrix {
             prepare();
             outcome result;
             {
+                const progress_capture progress; // without an allocation of the library's
                 const failing_allocation failure(nth, all_after);
                 result = perform();
                 if (!failure.reached()) break;

@@ -1,6 +1,8 @@
 // What single operations do beyond the frame.
 #include "lpa/lpa.h"
+#include "rsp/progress.h"
 #include "support/log_capture.h"
+#include "support/progress_capture.h"
 #include "unit/fakes/failing_memory.h"
 #include "unit/fakes/fake_bus.h"
 #include "unit/fakes/fake_clock.h"
@@ -8,6 +10,7 @@
 #include "unit/fakes/fake_modem.h"
 #include "unit/lpa/operation_table.h"
 #include "unit/lpa/scripted_card.h"
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -341,6 +344,38 @@ TEST_F(operations, download_of_the_primary_profile_sends_event_7)
     rsp.download_codes = {13};
     EXPECT_EQ(LPA__start_rsp("modem0", "1$dp.example$TOKEN", nullptr, &json, &length), 13u);
     EXPECT_EQ(update_events(), events{"gsm.modem0 event 7 state 13"});
+}
+
+TEST_F(operations, download_tells_that_it_is_done_when_it_gives_0)
+{
+    const progress_capture progress;
+    for (const uint32_t code : {13u, 1u, 0u}) {
+        rsp.download_codes = {code};
+        EXPECT_EQ(LPA__start_rsp("modem0", "1$dp.example$TOKEN", nullptr, &json, &length), code);
+        EXPECT_EQ(progress.lines, code == 0 ? std::vector<std::string>{"done"} : std::vector<std::string>{});
+    }
+}
+
+TEST_F(operations, download_that_the_card_refuses_is_not_told_to_be_done)
+{
+    const auto *row = std::ranges::find(operation_table(), std::string("LPA__start_rsp"), &operation_row::name).base();
+    script_answer(*row, row->refused_answer);
+    const progress_capture progress;
+    EXPECT_EQ(LPA__start_rsp("modem0", "1$dp.example$TOKEN", nullptr, &json, &length), 16u);
+    EXPECT_TRUE(progress.lines.empty());
+}
+
+TEST_F(operations, download_forgets_the_profiles_names_at_its_end)
+{
+    const uint8_t metadata[] = {0xBF, 0x25, 6, 0x91, 1, 'P', 0x92, 1, 'N'};
+    const progress_capture progress;
+    for (const uint32_t code : {0u, 1u}) {
+        progress__learn_profile(metadata, sizeof metadata);
+        rsp.download_codes = {code};
+        EXPECT_EQ(LPA__start_rsp("modem0", "1$dp.example$TOKEN", nullptr, &json, &length), code);
+        progress__tell(LPA_PROGRESS__OPENING);
+    }
+    EXPECT_EQ(progress.lines, (std::vector<std::string>{"done 'P' 'N'", "opening", "opening"}));
 }
 
 // ---- Reset of the settings ----------------------------------------------------------------------------------------

@@ -4,6 +4,7 @@
 #include "rsp/bpp_loader.h"
 #include "support/bytes.h"
 #include "support/log_capture.h"
+#include "support/progress_capture.h"
 #include "tlv/ber_tlv_parser.h"
 #include "unit/fakes/failing_memory.h"
 #include "unit/rsp/scripted_card.h"
@@ -579,6 +580,50 @@ TEST(bound_profile_package, null_text_gives_4)
     EXPECT_TRUE(card.blocks.empty());
 }
 
+// The bytes that the card has taken after each block.
+std::vector<size_t> sums(const std::vector<scripted_card::block> &blocks)
+{
+    std::vector<size_t> result = {0};
+    for (const auto &block : blocks)
+        result.push_back(result.back() + block.data.size());
+    return result;
+}
+
+TEST(bound_profile_package, tells_the_bytes_that_the_card_has_taken_after_each_block)
+{
+    log_capture quiet(0);
+    for (size_t size = 0; size < 6; ++size) {
+        const auto series = package{.items_88 = {size, 500}, .second_87 = 4, .items_86 = {1000, size}}.series();
+        const std::string text = base64(join(series));
+        for (const std::string &form : {text, with_escaped_padding(text)}) {
+            loader loader;
+            loader.finish_after(series.size());
+            const progress_capture progress;
+            ASSERT_EQ(loader.load(form), 0U);
+            std::vector<size_t> told;
+            for (const auto &call : progress.calls) {
+                EXPECT_EQ(call.step, uint32_t{LPA_PROGRESS__INSTALLING});
+                EXPECT_EQ(call.total, join(series).size());
+                told.push_back(call.done);
+            }
+            EXPECT_EQ(told, sums(loader.card.blocks));
+            EXPECT_EQ(told.back(), join(series).size());
+        }
+    }
+}
+
+TEST(bound_profile_package, that_the_card_ends_early_tells_no_more_bytes_than_it_took)
+{
+    log_capture quiet(0);
+    const auto series = package{}.series();
+    loader loader;
+    loader.finish_after(3);
+    const progress_capture progress;
+    ASSERT_EQ(loader.load(series), 0U);
+    EXPECT_EQ(progress.calls.back().done, sums(loader.card.blocks).back());
+    EXPECT_LT(progress.calls.back().done, progress.calls.back().total);
+}
+
 TEST(bound_profile_package, cut_short_anywhere_sends_only_bytes_of_the_package)
 {
     log_capture quiet(0);
@@ -607,8 +652,11 @@ TEST(bound_profile_package, changed_anywhere_ends_without_a_loop_or_a_step_outsi
             bytes_type changed = whole;
             changed[at] = value;
             loader loader;
+            const progress_capture progress;
             loader.load(base64(changed));
             EXPECT_LE(loader.card.blocks.size(), whole.size() / 2);
+            for (const auto &call : progress.calls)
+                EXPECT_LE(call.done, call.total);
         }
 }
 

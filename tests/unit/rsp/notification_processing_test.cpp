@@ -2,6 +2,7 @@
 #include "rsp/notification_processing.h"
 #include "support/bytes.h"
 #include "support/log_capture.h"
+#include "support/progress_capture.h"
 #include "unit/fakes/failing_memory.h"
 #include "unit/fakes/fake_clock.h"
 #include "unit/fakes/fake_https.h"
@@ -167,6 +168,36 @@ TEST_F(notifications, http_500_for_one_gives_11_at_the_end_but_the_others_are_se
     EXPECT_THAT(left(), ElementsAre(2));
     EXPECT_EQ(lines(LOG__ERROR),
               "1 [process_notification_list] send_notification with sequence number 2 failed, rc 1\n");
+}
+
+TEST_F(notifications, tell_how_many_of_them_are_dealt_with)
+{
+    stored = {{5, "a.example"}, {3, "b.example"}, {2, "a.example"}};
+    fake_https.otherwise = [](const auto &request) {
+        return fake_https_type::answer{.status = request.body == body_2 ? 500 : 204};
+    };
+    const progress_capture progress;
+    EXPECT_EQ(process(), 11U);
+    EXPECT_THAT(progress.lines, ElementsAre("delivering 0/3", "delivering 1/3", "delivering 2/3", "delivering 3/3"));
+}
+
+TEST_F(notifications, that_end_early_tell_how_far_they_came)
+{
+    stored = {{2, "a.example"}, {5, "b.example"}, {6, "b.example"}};
+    fake_https.otherwise = [](const auto &request) {
+        return fake_https_type::answer{.status = 204,
+                                       .result = request.body == body_5 ? CURLE_COULDNT_RESOLVE_HOST : CURLE_OK};
+    };
+    const progress_capture progress;
+    EXPECT_EQ(process(), 11U);
+    EXPECT_THAT(progress.lines, ElementsAre("delivering 0/3", "delivering 1/3"));
+}
+
+TEST_F(notifications, tell_nothing_when_there_is_none)
+{
+    const progress_capture progress;
+    EXPECT_EQ(process(), 0U);
+    EXPECT_THAT(progress.lines, testing::IsEmpty());
 }
 
 TEST_F(notifications, the_list_is_asked_for_again_while_it_is_malformed)

@@ -5,8 +5,10 @@
 #include "lpa/memory.h"
 #include "rsp/download_preparation.h"
 #include "rsp/profile_download.h"
+#include "rsp/progress.h"
 #include "support/bytes.h"
 #include "support/log_capture.h"
+#include "support/progress_capture.h"
 #include "unit/fakes/failing_memory.h"
 #include "unit/fakes/fake_bus.h"
 #include "unit/fakes/fake_https.h"
@@ -64,11 +66,14 @@ std::string initiated()
                 "\"");
 }
 
+const bytes_type profile_metadata =
+    tlv(0xBF25, join({tlv(0x5A, filler(10)), tlv(0x91, text_bytes("Operator")), tlv(0x92, text_bytes("Travel"))}));
+
 std::string authenticated(const bytes_type &signed_2)
 {
-    return http(R"("transactionId":"0ABC","profileMetadata":")" + base64(tlv(0xBF25, filler(10))) +
-                R"(","smdpSigned2":")" + base64(signed_2) + R"(","smdpSignature2":")" + base64(smdp_signature_2) +
-                R"(","smdpCertificate":")" + base64(smdp_certificate) + "\"");
+    return http(R"("transactionId":"0ABC","profileMetadata":")" + base64(profile_metadata) + R"(","smdpSigned2":")" +
+                base64(signed_2) + R"(","smdpSignature2":")" + base64(smdp_signature_2) + R"(","smdpCertificate":")" +
+                base64(smdp_certificate) + "\"");
 }
 
 std::string between(const std::string &text, const char *first, const char *behind)
@@ -81,6 +86,7 @@ class profile_download : public testing::Test {
   protected:
     profile_download()
     {
+        progress__forget_profile();
         fake_https.reset();
         fake_https.otherwise = [this](const auto &request) { return serve(request); };
         card.respond = [this](const bytes_type &command) { return respond(command); };
@@ -568,5 +574,84 @@ TEST(cancel_session_outcome, is_told_by_name)
         EXPECT_EQ(rsp__cancel_session_outcome(&row.response), row.code);
         EXPECT_EQ(log.up_to(LOG__TRACE), row.log);
     }
+}
+// ---- Progress ------------------------------------------------------------------------------------------------------
+
+TEST_F(profile_download, tells_every_step_and_the_profiles_names_once_they_are_known)
+{
+    progress_capture progress;
+    EXPECT_EQ(run(), 0U);
+    const std::string names = " 'Operator' 'Travel'";
+    const std::string size = std::to_string(package().size());
+    EXPECT_THAT(progress.steps(), ElementsAre("opening", "authenticating", "preparing" + names, "fetching" + names,
+                                              "installing " + size + "/" + size + names, "reporting" + names));
+}
+
+TEST_F(profile_download, does_the_same_whether_somebody_listens_or_not)
+{
+    const auto what_was_done = [this] {
+        log.clear();
+        card.blocks.clear();
+        fake_https.requests.clear();
+        fake_modem.commands.clear();
+        EXPECT_EQ(run(), 0U);
+        std::string all = log.up_to(LOG__TRACE);
+        for (const auto &command : fake_modem.commands)
+            all += testing::PrintToString(command) + "\n";
+        for (const auto &request : fake_https.requests)
+            all += request.url + " " + request.body.value_or("none") + "\n";
+        return all + hex(result);
+    };
+    const std::string alone = what_was_done();
+    const progress_capture progress;
+    EXPECT_EQ(what_was_done(), alone);
+    EXPECT_FALSE(progress.lines.empty());
+}
+
+bytes_type cut_package()
+{
+    bytes_type beginning = package();
+    beginning.resize(180);
+    return beginning;
+}
+
+struct last_step_case {
+    const char *name;
+    changed_answer changed;
+    std::string last_step;
+};
+class progress_of_a_failed_download : public profile_download, public testing::WithParamInterface<last_step_case> {};
+
+TEST_P(progress_of_a_failed_download, ends_with_the_step_that_failed)
+{
+    const changed_answer &changed = GetParam().changed;
+    if (changed.path.empty()) answers[changed.tag] = changed.answer;
+    else server[changed.path] = changed.body;
+    progress_capture progress;
+    EXPECT_NE(run(), 0U);
+    EXPECT_THAT(progress.lines.back(), testing::StartsWith(GetParam().last_step));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    table, progress_of_a_failed_download,
+    testing::ValuesIn(std::to_array<last_step_case>({
+        {"card_refuses", card_refuses(0xBF20), "authenticating"},
+        {"server_refuses", server_says("authenticateClient", "{" + failed_header + "}"), "authenticating"},
+        {"card_does_not_prepare", card_refuses(0xBF21), "preparing 'Operator' 'Travel'"},
+        {"no_answer", server_says("getBoundProfilePackage", ""), "fetching 'Operator' 'Travel'"},
+        {"no_package", server_says("getBoundProfilePackage", http(R"("boundProfilePackage":"AAAA")")),
+         "fetching 'Operator' 'Travel'"},
+        {"cut_package",
+         server_says("getBoundProfilePackage", http(R"("boundProfilePackage":")" + base64(cut_package()) + "\"")),
+         "installing 170/486"},
+    })),
+    [](const auto &info) { return std::string(info.param.name); });
+
+TEST_F(profile_download, that_cannot_open_the_card_tells_so)
+{
+    card.opens = false;
+    progress_capture progress;
+    EXPECT_NE(run(), 0U);
+    EXPECT_THAT(progress.lines, ElementsAre("opening"));
 }
 } // namespace
