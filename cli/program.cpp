@@ -1,15 +1,19 @@
 #include "cli/program.h"
+#include "cli/activation_code.h"
 #include "cli/commands.h"
+#include "cli/interruption.h"
+#include "cli/messages.h"
+#include "cli/profile_choice.h"
 #include "cli/safe_text.h"
+#include "cli/status.h"
+#include "cli/watch.h"
+#include "foundation/log.h"
 #include "foundation/result.h"
-#include "lpa/lpa.h"
 #include <CLI/CLI.hpp>
-#include <memory>
-#include <optional>
+#include <algorithm>
+#include <string_view>
 
 namespace {
-
-using nlohmann::json;
 
 struct options {
     command_input input;
@@ -17,117 +21,157 @@ struct options {
     bool yes = false;
     bool no_reload = false;
     std::string proxy;
+    int log_level = -1; // as configured
+    bool log_to_console = false;
 };
 
 struct streams {
     std::istream &in;
-    std::ostream &out;
-    std::ostream &err;
+    page out;
+    page err;
+    bool answers; // somebody at in can be asked
 };
 
-struct outcome {
-    uint32_t code = 0;
-    std::optional<std::string> document; // absent when there is none
-};
+// ---- Outcomes -----------------------------------------------------------------------------------------------------
 
-std::optional<std::string> take_document(char *text)
+bool is_result_code(uint32_t code) { return code < EXIT__USAGE; }
+
+std::string what_happened(const outcome &outcome)
 {
-    const std::unique_ptr<char, void (*)(void *)> owner(text, M_free);
-    return text ? std::optional<std::string>(text) : std::nullopt;
+    if (!is_result_code(outcome.code)) return text_member(*outcome.document, "description");
+    if (const char *what = message_for(outcome.code).what) return what;
+    if (outcome.code != RESULT__EUICC_RESULT) return printable(code_description(outcome.code));
+    const json document = outcome.document.value_or(json::object());
+    return "the card reported a result of its own: " +
+           text_member(document, document.contains("document") ? "document" : "description", "no description");
 }
 
-std::optional<std::string> code_document(uint32_t code)
+void report_failure(const command &command, const outcome &outcome, const page &err)
 {
-    char *text = nullptr;
-    json_generator__process_error(code, &text);
-    return take_document(text);
+    err.out << "lpa: " << command.name << ": " << what_happened(outcome);
+    if (is_result_code(outcome.code)) {
+        const message &message = message_for(outcome.code);
+        err.out << " (result code " << outcome.code << ")\n  Why:  " << message.why << "\n  Next: " << message.next;
+    }
+    err.out << '\n';
+    if (outcome.document && outcome.document->contains("candidates"))
+        show_profiles(outcome.document->at("candidates"), err);
 }
 
-outcome run_operation(const command &command, const command_input &input)
+void print_json(const outcome &outcome, const page &out)
 {
-    char *text = nullptr;
-    uint32_t length = 0;
-    const uint32_t code = command.run(input, &text, &length);
-    return {code, take_document(text)};
+    const auto document =
+        outcome.document ? outcome.document : ended(outcome.code, code_description(outcome.code)).document;
+    out.out << json_text(*document) << '\n';
 }
 
-// The card's texts stand in the documents as they are: one with a quote makes a document that is no JSON.
-json parse(const std::string &document) { return json::parse(escaped_json(document), nullptr, false); }
-
-std::string describe(const std::optional<std::string> &document)
-{
-    if (!document) return "no description";
-    const json parsed = parse(*document);
-    return parsed.is_object() ? text_member(parsed, "description", "no description") : printable(*document);
-}
-
-// What people need beside the description: for 17 there is none, and 1 tells nothing.
-const char *explanation(uint32_t code)
-{
-    if (code == RESULT__FATAL_ERROR) return ", /tmp/mobile/lpa.log tells more";
-    if (code == RESULT__ISDR_UNREACHABLE) return ", the eUICC's ISD-R could not be reached";
-    return "";
-}
-
-void report_failure(const command &command, const outcome &outcome, std::ostream &err)
-{
-    err << "lpa: " << command.name << ": ";
-    if (outcome.code == RESULT__EUICC_RESULT)
-        err << "the card reported a result of its own: " << describe(outcome.document);
-    else err << describe(code_document(outcome.code));
-    err << " (result code " << outcome.code << explanation(outcome.code) << ")\n";
-}
-
-// Exactly one document, also for operations that have none.
-void print_json(const outcome &outcome, std::ostream &out)
-{
-    const auto document = outcome.document ? outcome.document : code_document(outcome.code);
-    if (document) out << escaped_json(*document) << '\n';
-}
+bool is_unreadable(const json &document) { return document.is_object() && document.contains("document"); }
 
 void print_readable(const command &command, const outcome &outcome, const streams &streams)
 {
     if (!command.show) {
-        streams.out << command.done << '\n';
+        streams.out.out << command.done << '\n';
         return;
     }
     if (!outcome.document) {
-        streams.err << "lpa: " << command.name
-                    << ": done, but the card's answer could not be read; see /tmp/mobile/lpa.log\n";
+        streams.err.out << "lpa: " << command.name
+                        << ": done, but the card's answer could not be read; see /tmp/mobile/lpa.log\n";
         return;
     }
-    const json document = parse(*outcome.document);
-    if (document.is_discarded()) streams.out << printable(*outcome.document) << '\n';
-    else command.show(document, streams.out);
+    if (is_unreadable(*outcome.document)) streams.out.out << text_member(*outcome.document, "document") << '\n';
+    else command.show(*outcome.document, streams.out);
 }
 
-bool is_confirmed(const command &command, const options &options, const streams &streams)
+// The exit status. A screen that is not complete is shown all the same.
+int conclude(const command &command, const outcome &outcome, bool as_json, const streams &streams)
 {
-    if (!command.question || options.yes) return true;
-    streams.err << "lpa: " << options.input.modem << ": " << command.question << " [y/N] " << std::flush;
+    const bool printed_as_it_went = !command.run && outcome.code == RESULT__OK;
+    if (printed_as_it_went) return EXIT_SUCCESS;
+    if (as_json) print_json(outcome, streams.out);
+    else if (outcome.code == RESULT__OK || is_screen(outcome)) print_readable(command, outcome, streams);
+    if (outcome.code != RESULT__OK) report_failure(command, outcome, streams.err);
+    if (streams.out.out.flush()) return static_cast<int>(outcome.code);
+    streams.err.out << "lpa: " << command.name << ": cannot write to standard output\n";
+    return EXIT__NOT_WRITTEN;
+}
+
+// ---- Before the operation: how the command ended already, if it did -----------------------------------------------
+
+std::optional<outcome> complete_confirmation_code(command_input &input, const streams &streams)
+{
+    if (!input.confirmation_code.empty() || !needs_confirmation_code(input.arguments[0])) return {};
+    if (!streams.answers)
+        return ended(EXIT__USAGE, "this activation code needs a confirmation code: give --confirmation-code CODE");
+    const hidden_input hidden;
+    streams.err.out << "Confirmation code (from the provider, not shown): " << std::flush;
+    std::getline(streams.in, input.confirmation_code);
+    if (input.confirmation_code.empty()) return ended(EXIT__NOT_CONFIRMED, "no confirmation code, nothing was done");
+    return {};
+}
+
+std::optional<outcome> complete_activation_code(command_input &input, const streams &streams)
+{
+    if (input.arguments.empty() == input.picture.empty())
+        return ended(EXIT__USAGE, "give one activation code: CODE, - for standard input, or --qr FILE");
+    input.arguments.resize(1);
+    auto end = input.picture.empty() ? read_code(input.arguments[0], streams.in)
+                                     : read_code_from_picture(input.arguments[0], input.picture);
+    return end ? end : complete_confirmation_code(input, streams);
+}
+
+std::optional<outcome> complete_arguments(const command &command, command_input &input, const streams &streams)
+{
+    for (size_t i = 0; i < command.arguments.size(); ++i) {
+        std::optional<outcome> end;
+        if (command.arguments[i].kind == argument_kind::profile) end = choose_profile(input.modem, input.arguments[i]);
+        if (command.arguments[i].kind == argument_kind::activation_code) end = complete_activation_code(input, streams);
+        if (end) return end;
+    }
+    return {};
+}
+
+std::optional<outcome> ask_first(const command &command, const options &options, const streams &streams)
+{
+    if (!command.question || options.yes) return {};
+    std::string question = command.question;
+    if (const size_t place = question.find("{}"); place != std::string::npos)
+        question.replace(place, 2, options.input.arguments[0]);
+    streams.err.out << "lpa: " << options.input.modem << ": " << question << " [y/N] " << std::flush;
     std::string answer;
     std::getline(streams.in, answer);
-    if (answer == "y" || answer == "Y" || answer == "yes") return true;
-    streams.err << "lpa: " << command.name << ": not confirmed, nothing was done (--yes does not ask)\n";
-    return false;
+    if (answer == "y" || answer == "Y" || answer == "yes") return {};
+    return ended(EXIT__NOT_CONFIRMED, "not confirmed, nothing was done (--yes does not ask)");
+}
+
+// ---- The operation ------------------------------------------------------------------------------------------------
+
+void hand_to_library(options &options)
+{
+    g_socks_proxy_address = options.proxy.empty() ? nullptr : options.proxy.data();
+    LPA__set_reload_disabled(options.no_reload ? 1 : 0);
+    if (options.log_level >= 0) log__set_log_level(options.log_level);
+    g_log_to_console = options.log_to_console; // which setting a level turns on
+}
+
+outcome run_command(const command &command, options &options, const streams &streams)
+{
+    if (!command.run) return watch_updates(options.input.event_count, options.as_json, streams.out, streams.err);
+    if (auto end = complete_arguments(command, options.input, streams)) return *end;
+    if (auto end = ask_first(command, options, streams)) return *end;
+    return command.run(options.input);
 }
 
 int execute(const command &command, options &options, const streams &streams)
 {
-    if (!is_confirmed(command, options, streams)) return EXIT__NOT_CONFIRMED;
-    if (!options.proxy.empty()) g_socks_proxy_address = options.proxy.data();
-    LPA__set_reload_disabled(options.no_reload ? 1 : 0);
-    const outcome outcome = run_operation(command, options.input);
+    interruption__begin(options.as_json && command.run);
+    hand_to_library(options);
+    const outcome outcome = run_command(command, options, streams);
     g_socks_proxy_address = nullptr;
-    if (options.as_json) print_json(outcome, streams.out);
-    else if (outcome.code == RESULT__OK) print_readable(command, outcome, streams);
-    if (outcome.code != RESULT__OK) report_failure(command, outcome, streams.err);
-    if (!streams.out.flush()) {
-        streams.err << "lpa: " << command.name << ": cannot write to standard output\n";
-        return EXIT__NOT_WRITTEN;
-    }
-    return static_cast<int>(outcome.code);
+    interruption__end();
+    return conclude(command, outcome, options.as_json, streams);
 }
+
+// ---- The command line ---------------------------------------------------------------------------------------------
 
 std::string check_modem(const std::string &name)
 {
@@ -139,29 +183,47 @@ std::string check_modem(const std::string &name)
 void add_global_options(CLI::App &app, options &options)
 {
     options.input.modem = "modem0";
-    app.add_option("-m,--modem", options.input.modem, "Modem, modem0 to modem4")
+    app.add_option("-m,--modem", options.input.modem, "modem0 to modem4")
         ->check(check_modem)
+        ->type_name("MODEM")
         ->capture_default_str();
-    app.add_flag("--json", options.as_json, "Print the library's JSON document");
+    app.add_flag("--json", options.as_json, "Print one JSON document, whatever happens");
     app.add_flag("--no-reload", options.no_reload, "Leave the modem alone after profile changes");
-    app.add_option("--proxy", options.proxy, "SOCKS5 proxy for the server, host:port");
+    app.add_option("--proxy", options.proxy, "SOCKS5 proxy for the server")->type_name("HOST:PORT");
+    app.add_option("--log-level", options.log_level, "0 (nothing) to 5 (everything) instead of the configured level")
+        ->check(CLI::Range(0, 5).description(""))
+        ->type_name("N");
+    app.add_flag("--log-to-console", options.log_to_console, "Write the log to standard error as well");
     app.set_version_flag("--version", "lpa " LPA_VERSION, "Print the version and exit");
+}
+
+void add_argument(CLI::App &app, const command_argument &argument, options &options)
+{
+    auto *const added = app.add_option_function<std::string>(
+        argument.name, [&options](const std::string &text) { options.input.arguments.push_back(text); }, argument.help);
+    added->type_name("");
+    if (argument.kind != argument_kind::activation_code) {
+        added->required();
+        return;
+    }
+    app.add_option("--qr", options.input.picture, "Read the code from a picture of a QR code (with zbarimg)")
+        ->type_name("FILE");
+    app.add_option("--confirmation-code", options.input.confirmation_code,
+                   "Confirmation code, when the provider gave one")
+        ->type_name("CODE");
 }
 
 CLI::App *add_command(CLI::App &app, const command &command, options &options)
 {
     CLI::App *added = app.add_subcommand(command.name, command.help);
-    for (size_t i = 0; i < command.arguments.size(); ++i)
-        added
-            ->add_option_function<std::string>(
-                command.arguments[i].name,
-                [&options](const std::string &text) { options.input.arguments.push_back(text); },
-                command.arguments[i].help)
-            ->required();
-    if (command.takes_confirmation_code)
-        added->add_option("--confirmation-code", options.input.confirmation_code,
-                          "Confirmation code, when the provider gave one");
+    for (const command_argument &argument : command.arguments)
+        add_argument(*added, argument, options);
     if (command.question) added->add_flag("--yes", options.yes, "Do not ask first");
+    if (!command.run)
+        added->add_option("--count", options.input.event_count, "End after so many events")
+            ->check(CLI::PositiveNumber.description(""))
+            ->type_name("N");
+    added->footer(std::string("Example: lpa ") + command.name + (*command.example ? " " : "") + command.example);
     return added;
 }
 
@@ -173,31 +235,45 @@ constexpr const char *footer = R"(Exit status: the library's result code.
    4  bad argument                 14  modem error
    5  JSON parse error             15  SIM card error
    6  eSIM error                   16  the card reported a result of its own
-   7  not enough buffer            17  the eUICC's ISD-R not reached
+   7  not enough buffer            17  eUICC not reached
    8  no data                      18  session cancelled
    9  no memory
-  64  wrong usage, nothing done    65  not confirmed, nothing done
-  74  the outcome could not be written to standard output)";
+  64  wrong usage                  65  not confirmed
+  66  no such profile or activation code, or several; like 64 and 65: nothing done
+  69  watch: no bus
+  74  the outcome could not be written to standard output
+ 130  interrupted; other signals likewise, 128 and their number)";
+
+// A command line that cannot be read may still ask for JSON.
+bool asks_for_json(int argc, const char *const *argv)
+{
+    return std::any_of(argv, argv + argc, [](const char *word) { return std::string_view(word) == "--json"; });
+}
 
 } // namespace
 
-int run_program(int argc, const char *const *argv, std::istream &in, std::ostream &out, std::ostream &err)
+int run_program(int argc, const char *const *argv, std::istream &in, std::ostream &out, std::ostream &err,
+                terminal_use terminals)
 {
     CLI::App app("Manages the eSIM profiles behind a modem.", "lpa");
     options options;
     app.fallthrough(); // global options also after the command
     add_global_options(app, options);
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1); // none is told below, after what was not understood
     app.footer(footer);
     std::vector<CLI::App *> subcommands;
     for (const command &command : commands())
         subcommands.push_back(add_command(app, command, options));
+    const streams streams = {in, {out, terminals.colours}, {err}, terminals.answers};
     try {
         app.parse(argc, argv);
+        if (app.get_subcommands().empty()) throw CLI::RequiredError("a command");
     } catch (const CLI::ParseError &error) {
-        return app.exit(error, out, err) == 0 ? 0 : EXIT__USAGE;
+        if (app.exit(error, out, err) == 0) return EXIT_SUCCESS;
+        if (asks_for_json(argc, argv)) print_json(ended(EXIT__USAGE, error.what()), streams.out);
+        return EXIT__USAGE;
     }
     for (size_t i = 0; i < subcommands.size(); ++i)
-        if (subcommands[i]->parsed()) return execute(commands()[i], options, {in, out, err});
+        if (subcommands[i]->parsed()) return execute(commands()[i], options, streams);
     return EXIT__USAGE;
 }

@@ -1,41 +1,68 @@
 #include "cli/readable.h"
 #include "cli/safe_text.h"
 #include <algorithm>
+#include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
 
-using nlohmann::json;
-using row = std::vector<std::string>;
+constexpr const char *bold = "\x1B[1m";
+constexpr const char *green = "\x1B[32m";
+constexpr const char *plain = "\x1B[0m";
 
-void show_table(const std::vector<row> &rows, std::ostream &out)
+struct cell {
+    std::string text;
+    const char *colour = nullptr;
+};
+using row = std::vector<cell>;
+
+size_t width_of(const cell &cell) { return display_width(cell.text); }
+
+std::string coloured(const cell &cell, const page &page)
 {
-    std::vector<size_t> widths(rows.front().size());
+    return page.colours && cell.colour ? cell.colour + cell.text + plain : cell.text;
+}
+
+void show_row(const row &row, const std::vector<size_t> &widths, const page &page)
+{
+    std::string line;
+    size_t blanks = 0; // written only in front of something
+    for (size_t i = 0; i < row.size(); ++i) {
+        if (!row[i].text.empty()) line.append(std::exchange(blanks, 0), ' ').append(coloured(row[i], page));
+        blanks += widths[i] + 2 - width_of(row[i]);
+    }
+    page.out << line << '\n';
+}
+
+void show_table(const std::vector<std::string> &titles, std::vector<row> rows, const page &page)
+{
+    row head;
+    for (const std::string &title : titles)
+        head.push_back({title, bold});
+    rows.insert(rows.begin(), head);
+    std::vector<size_t> widths(titles.size());
     for (const row &row : rows)
         for (size_t i = 0; i < row.size(); ++i)
-            widths[i] = std::max(widths[i], display_width(row[i]));
-    for (const row &row : rows) {
-        std::string line;
-        for (size_t i = 0; i < row.size(); ++i)
-            line.append(row[i]).append(widths[i] - display_width(row[i]) + 2, ' ');
-        line.erase(line.find_last_not_of(' ') + 1);
-        out << line << '\n';
-    }
+            widths[i] = std::max(widths[i], width_of(row[i]));
+    for (const row &row : rows)
+        show_row(row, widths, page);
 }
 
 std::string name_of(const json &object, const char *key, const std::vector<std::string> &names)
 {
     const auto member = object.find(key);
     if (member == object.end()) return "-";
-    if (member->is_number_unsigned() && member->get<size_t>() < names.size()) return names[member->get<size_t>()];
+    const auto number = member->is_number() ? member->get<int64_t>() : -1;
+    if (number >= 0 && number < std::ssize(names)) return names[static_cast<size_t>(number)];
     return printable(member->dump());
 }
 
-bool is_bootstrap(const json &profile)
+bool has_number(const json &object, const char *key, int number)
 {
-    const auto member = profile.find("bootstrap");
-    return member != profile.end() && *member == 1;
+    const auto member = object.find(key);
+    return member != object.end() && *member == number;
 }
 
 } // namespace
@@ -47,50 +74,55 @@ std::string text_member(const json &object, const char *key, const char *absent)
     return printable(member->is_string() ? member->get<std::string>() : member->dump());
 }
 
-void show_eid(const json &document, std::ostream &out) { out << "EID: " << text_member(document, "eid") << '\n'; }
+void show_eid(const json &document, const page &page) { page.out << "EID: " << text_member(document, "eid") << '\n'; }
 
-void show_profiles(const json &document, std::ostream &out)
+void show_profiles(const json &document, const page &page)
 {
     if (document.empty()) {
-        out << "No profiles.\n";
+        page.out << "No profiles.\n";
         return;
     }
-    std::vector<row> rows = {{"ICCID", "STATE", "NAME", "PROVIDER", "NICKNAME", ""}};
+    std::vector<row> rows;
     for (const json &profile : document)
-        rows.push_back({text_member(profile, "iccid"), name_of(profile, "status", {"disabled", "enabled"}),
-                        text_member(profile, "name"), text_member(profile, "provider"),
-                        text_member(profile, "nickname"), is_bootstrap(profile) ? "bootstrap" : ""});
-    show_table(rows, out);
+        rows.push_back(
+            {{text_member(profile, "iccid")},
+             {name_of(profile, "status", {"disabled", "enabled"}), has_number(profile, "status", 1) ? green : nullptr},
+             {text_member(profile, "name")},
+             {text_member(profile, "provider")},
+             {text_member(profile, "nickname")},
+             {has_number(profile, "bootstrap", 1) ? "bootstrap" : ""}});
+    show_table({"ICCID", "STATE", "NAME", "PROVIDER", "NICKNAME", ""}, rows, page);
 }
 
-void show_addresses(const json &document, std::ostream &out)
+void show_addresses(const json &document, const page &page)
 {
-    out << "Root SM-DS:      " << text_member(document, "smds") << '\n';
-    out << "Default SM-DP+:  " << text_member(document, "smdp") << '\n';
+    page.out << "Root SM-DS:      " << text_member(document, "smds") << '\n';
+    page.out << "Default SM-DP+:  " << text_member(document, "smdp") << '\n';
 }
 
-void show_free_memory(const json &document, std::ostream &out)
+void show_free_memory(const json &document, const page &page)
 {
-    out << "Free memory: " << text_member(document, "free_memory") << " bytes\n";
+    page.out << "Free memory:     " << text_member(document, "free_memory") << " bytes\n";
 }
 
-void show_notifications(const json &document, std::ostream &out)
+void show_notifications(const json &document, const page &page)
 {
     if (document.empty()) {
-        out << "No notifications.\n";
+        page.out << "No notifications.\n";
         return;
     }
-    std::vector<row> rows = {{"NUMBER", "EVENT", "ICCID", "ADDRESS"}};
+    std::vector<row> rows;
     for (const json &notification : document)
-        rows.push_back({text_member(notification, "sequence_number"),
-                        name_of(notification, "event", {"install", "enable", "disable", "delete"}),
-                        text_member(notification, "iccid"), text_member(notification, "address")});
-    show_table(rows, out);
+        rows.push_back({{text_member(notification, "sequence_number")},
+                        {name_of(notification, "event", {"install", "enable", "disable", "delete"})},
+                        {text_member(notification, "iccid")},
+                        {text_member(notification, "address")}});
+    show_table({"NUMBER", "EVENT", "ICCID", "ADDRESS"}, rows, page);
 }
 
-void show_result(const json &document, std::ostream &out)
+void show_result(const json &document, const page &page)
 {
-    out << text_member(document, "description");
-    if (document.contains("iccid")) out << ": ICCID " << text_member(document, "iccid");
-    out << '\n';
+    page.out << text_member(document, "description");
+    if (document.contains("iccid")) page.out << ": ICCID " << text_member(document, "iccid");
+    page.out << '\n';
 }

@@ -1,16 +1,16 @@
 // cli/readable.h: the library's documents for people.
 #pragma once
-#include <nlohmann/json.hpp>
-#include <ostream>
+#include "cli/document.h"
+#include "cli/page.h"
 
-using document_view = void (*)(const nlohmann::json &document, std::ostream &out);
+using document_view = void (*)(const json &document, const page &page);
 
-void show_eid(const nlohmann::json &document, std::ostream &out);
-void show_profiles(const nlohmann::json &document, std::ostream &out);
-void show_addresses(const nlohmann::json &document, std::ostream &out);
-void show_free_memory(const nlohmann::json &document, std::ostream &out);
-void show_notifications(const nlohmann::json &document, std::ostream &out);
-void show_result(const nlohmann::json &document, std::ostream &out);
+void show_eid(const json &document, const page &page);
+void show_profiles(const json &document, const page &page);
+void show_addresses(const json &document, const page &page);
+void show_free_memory(const json &document, const page &page);
+void show_notifications(const json &document, const page &page);
+void show_result(const json &document, const page &page);
 
 // A member as printable text, absent when it is not there.
-std::string text_member(const nlohmann::json &object, const char *key, const char *absent = "-");
+std::string text_member(const json &object, const char *key, const char *absent = "-");

@@ -1,6 +1,8 @@
 #include "cli/safe_text.h"
 #include <cstdint>
 #include <cstdio>
+#include <cwchar>
+#include <locale.h>
 
 namespace {
 
@@ -46,18 +48,18 @@ character read_character(std::string_view text)
 // C0 and C1 controls, line and paragraph separators, and what turns the writing direction (Unicode Bidi_Control).
 bool acts_on_a_terminal(uint32_t code)
 {
+    if (code == no_character) return true;
     return code < 0x20 || (code >= 0x7F && code < 0xA0) || code == 0x61C || code == 0x200E || code == 0x200F ||
            (code >= 0x2028 && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
 }
 
-// replace(code, byte) gives the text for what cannot be shown.
-template <typename Replace> std::string rewrite(std::string_view text, Replace replace)
+// replace(code, byte) gives the text for each character that is concerned.
+template <typename Replace> std::string rewrite(std::string_view text, bool (*concerns)(uint32_t code), Replace replace)
 {
     std::string result;
     while (!text.empty()) {
         const character next = read_character(text);
-        if (next.code == no_character || acts_on_a_terminal(next.code))
-            result += replace(next.code, static_cast<uint8_t>(text[0]));
+        if (concerns(next.code)) result += replace(next.code, static_cast<uint8_t>(text[0]));
         else result += text.substr(0, next.bytes);
         text.remove_prefix(next.bytes);
     }
@@ -75,7 +77,7 @@ std::string hex(const char *format, uint32_t value)
 
 std::string printable(std::string_view text)
 {
-    return rewrite(text, [](uint32_t code, uint8_t byte) {
+    return rewrite(text, acts_on_a_terminal, [](uint32_t code, uint8_t byte) {
         if (code == no_character) return hex("\\x%02X", byte);
         return hex(code < 0x80 ? "\\x%02X" : "\\u%04X", code);
     });
@@ -83,14 +85,29 @@ std::string printable(std::string_view text)
 
 std::string escaped_json(std::string_view document)
 {
-    return rewrite(document,
+    return rewrite(document, acts_on_a_terminal,
                    [](uint32_t code, uint8_t) { return hex("\\u%04x", code == no_character ? 0xFFFD : code); });
+}
+
+std::string valid_utf8(std::string_view text)
+{
+    return rewrite(
+        text, [](uint32_t code) { return code == no_character; },
+        [](uint32_t, uint8_t) { return std::string("\xEF\xBF\xBD"); });
 }
 
 size_t display_width(std::string_view text)
 {
+    // wcwidth asks the locale, and the program's own may not know UTF-8.
+    static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    const locale_t usual = uselocale(utf8);
     size_t width = 0;
-    for (const char byte : text)
-        width += (static_cast<uint8_t>(byte) & 0xC0) != 0x80;
+    while (!text.empty()) {
+        const character next = read_character(text);
+        const int columns = wcwidth(static_cast<wchar_t>(next.code));
+        width += columns < 0 ? 1 : static_cast<size_t>(columns);
+        text.remove_prefix(next.bytes);
+    }
+    uselocale(usual);
     return width;
 }

@@ -9,9 +9,12 @@
 // For people: what a terminal would act on is shown as \x1B, \u202E; a byte that is no UTF-8 as \xFF.
 std::string printable(std::string_view text);
 
-// For programs: the same document with such characters as JSON escapes. The documents are compact, so every control
-// character stands inside a text, where JSON does not allow it unescaped.
+// For programs: the same document with such characters as JSON escapes. The documents are compact, so every such
+// character stands inside a text.
 std::string escaped_json(std::string_view document);
 
-// Columns that a printable text takes, one a character.
+// The same text with U+FFFD for each byte that is no UTF-8.
+std::string valid_utf8(std::string_view text);
+
+// Columns that a printable text takes: two for many East Asian characters, none for those that combine.
 size_t display_width(std::string_view text);

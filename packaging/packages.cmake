@@ -39,6 +39,7 @@ set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "Headers for C and C++, pkg-config f
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_NAME lpa)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_PROGRAM_PACKAGE_DEPENDS "${library_package} ${same_version}")
+set(CPACK_DEBIAN_PROGRAM_PACKAGE_SUGGESTS zbar-tools) # reads QR codes
 set(CPACK_COMPONENT_PROGRAM_DESCRIPTION "Command line: downloads, lists, enables, disables, deletes and renames profiles.")
 
 if(LPA_PLATFORM STREQUAL desk)

@@ -30,7 +30,7 @@ int left_until(int64_t deadline)
 
 int wait_for(const ubus_context *ctx, short events, int64_t deadline)
 {
-    pollfd waited = {.fd = ctx->socket, .events = events, .revents = 0};
+    pollfd waited = {.fd = ctx->sock.fd, .events = events, .revents = 0};
     for (;;) {
         const int ready = poll(&waited, 1, left_until(deadline));
         if (ready > 0) return UBUS_STATUS_OK; // a hang-up shows in the call that follows
@@ -46,7 +46,7 @@ int send_all(const ubus_context *ctx, const void *data, size_t size, int64_t dea
     const auto *at = static_cast<const uint8_t *>(data);
     while (size > 0) {
         if (const int rc = wait_for(ctx, POLLOUT, deadline); rc != UBUS_STATUS_OK) return rc;
-        const ssize_t sent = send(ctx->socket, at, size, MSG_NOSIGNAL);
+        const ssize_t sent = send(ctx->sock.fd, at, size, MSG_NOSIGNAL);
         if (sent < 0 && !is_worth_waiting(errno)) return UBUS_STATUS_CONNECTION_FAILED;
         if (sent <= 0) continue;
         at += sent;
@@ -60,7 +60,7 @@ int receive_all(const ubus_context *ctx, void *data, size_t size, int64_t deadli
     auto *at = static_cast<uint8_t *>(data);
     while (size > 0) {
         if (const int rc = wait_for(ctx, POLLIN, deadline); rc != UBUS_STATUS_OK) return rc;
-        const ssize_t received = recv(ctx->socket, at, size, 0);
+        const ssize_t received = recv(ctx->sock.fd, at, size, 0);
         if (received == 0) return UBUS_STATUS_CONNECTION_FAILED;
         if (received < 0 && !is_worth_waiting(errno)) return UBUS_STATUS_CONNECTION_FAILED;
         if (received < 0) continue;
@@ -97,7 +97,7 @@ int receive_message(const ubus_context *ctx, message *received, int64_t deadline
 // A broker that is busy accepting answers EAGAIN at once, not by blocking.
 int connect_socket(const ubus_context *ctx, const sockaddr_un *address, int64_t deadline)
 {
-    while (connect(ctx->socket, reinterpret_cast<const sockaddr *>(address), sizeof *address) != 0) {
+    while (connect(ctx->sock.fd, reinterpret_cast<const sockaddr *>(address), sizeof *address) != 0) {
         if (errno == EISCONN) break;
         if (!is_worth_waiting(errno)) return UBUS_STATUS_CONNECTION_FAILED;
         if (left_until(deadline) == 0) return UBUS_STATUS_TIMEOUT;
@@ -121,19 +121,20 @@ int64_t connection__deadline(int timeout_ms) { return now_ms() + timeout_ms; }
 
 void connection__close(ubus_context *ctx)
 {
-    if (ctx->socket >= 0) close(ctx->socket);
-    ctx->socket = -1;
+    if (ctx->sock.fd >= 0) close(ctx->sock.fd);
+    ctx->sock.fd = -1;
 }
 
 int connection__open(ubus_context *ctx, const char *path, int64_t deadline)
 {
-    *ctx = {.socket = -1, .sequence = 0, .peer = 0};
+    *ctx = {};
+    ctx->sock.fd = -1;
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     if (strlen(path) >= sizeof address.sun_path) return UBUS_STATUS_CONNECTION_FAILED;
     memcpy(address.sun_path, path, strlen(path) + 1);
-    ctx->socket = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (ctx->socket < 0) return UBUS_STATUS_CONNECTION_FAILED;
+    ctx->sock.fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (ctx->sock.fd < 0) return UBUS_STATUS_CONNECTION_FAILED;
     if (greet(ctx, &address, deadline) == UBUS_STATUS_OK) return UBUS_STATUS_OK;
     connection__close(ctx);
     return UBUS_STATUS_CONNECTION_FAILED;
@@ -141,7 +142,7 @@ int connection__open(ubus_context *ctx, const char *path, int64_t deadline)
 
 int connection__send(ubus_context *ctx, uint8_t type, uint32_t peer, const blob_attr *root, int64_t deadline)
 {
-    if (ctx->socket < 0) return UBUS_STATUS_CONNECTION_FAILED;
+    if (ctx->sock.fd < 0) return UBUS_STATUS_CONNECTION_FAILED;
     ++ctx->sequence;
     uint8_t head[message_header_bytes] = {0, type, static_cast<uint8_t>(ctx->sequence >> 8),
                                           static_cast<uint8_t>(ctx->sequence)};
@@ -152,9 +153,14 @@ int connection__send(ubus_context *ctx, uint8_t type, uint32_t peer, const blob_
     return rc;
 }
 
+bool connection__has_input(const ubus_context *ctx)
+{
+    return ctx->sock.fd >= 0 && wait_for(ctx, POLLIN, 0) == UBUS_STATUS_OK;
+}
+
 int connection__receive(ubus_context *ctx, message *received, int64_t deadline)
 {
-    if (ctx->socket < 0) return UBUS_STATUS_CONNECTION_FAILED;
+    if (ctx->sock.fd < 0) return UBUS_STATUS_CONNECTION_FAILED;
     if (const int rc = wait_for(ctx, POLLIN, deadline); rc != UBUS_STATUS_OK) return rc;
     const int rc = receive_message(ctx, received, deadline);
     if (rc != UBUS_STATUS_OK) connection__close(ctx);

@@ -17,5 +17,8 @@ void connection__close(ubus_context *ctx);
 /* Header and root are sent as one message of this type; peer is the object it concerns. */
 int connection__send(ubus_context *ctx, uint8_t type, uint32_t peer, const blob_attr *root, int64_t deadline);
 
+/* Whether something has come, be it the connection's end. */
+bool connection__has_input(const ubus_context *ctx);
+
 /* The next message of any kind. UBUS_STATUS_TIMEOUT with the socket still open: none came. */
 int connection__receive(ubus_context *ctx, message *received, int64_t deadline);

@@ -54,9 +54,27 @@ int send_request(ubus_context *ctx, uint8_t type, uint32_t object, const blob_at
     return rc != UBUS_STATUS_OK ? rc : collect_answers(ctx, reader, deadline);
 }
 
+// Of a lookup or of an object that was added.
 void read_object_id(void *id, blob_attr *root)
 {
     message__find_uint32(root, ATTRIBUTE_OBJID, static_cast<uint32_t *>(id));
+}
+
+const char *text_of(blob_attr *attribute)
+{
+    const uint32_t size = attribute ? message__value_bytes(attribute) : 0;
+    return size > 0 && attribute->data[size - 1] == 0 ? attribute->data : nullptr;
+}
+
+// An event comes as a call of the listening object's method with the event's name.
+void hand_event_over(ubus_context *ctx, blob_attr *root)
+{
+    uint32_t object = 0;
+    const char *name = text_of(message__find(root, ATTRIBUTE_METHOD));
+    blob_attr *data = message__find(root, ATTRIBUTE_DATA);
+    if (!name || !data || !message__find_uint32(root, ATTRIBUTE_OBJID, &object)) return;
+    for (ubus_event_handler *handler = ctx->event_handlers; handler; handler = handler->next)
+        if (handler->obj.id == object) handler->cb(ctx, handler, name, data);
 }
 
 void hand_data_to_callback(void *context, blob_attr *root)
@@ -133,4 +151,47 @@ int ubus_send_event(struct ubus_context *ctx, const char *id, struct blob_attr *
         blobmsg_add_field(&arguments.buf, BLOBMSG_TYPE_TABLE, "data", data->data, message__value_bytes(data)) != 0)
         return UBUS_STATUS_NO_MEMORY;
     return ubus_invoke_fd(ctx, event_object, "send", arguments.buf.head, nullptr, nullptr, 0, -1);
+}
+
+namespace {
+// An object without a name, for the broker to call.
+int add_object(ubus_context *ctx, ubus_object *object)
+{
+    building_message empty;
+    if (blob_buf_init(&empty.buf, 0) != 0) return UBUS_STATUS_NO_MEMORY;
+    const int rc =
+        send_request(ctx, MESSAGE_ADD_OBJECT, 0, empty.buf.head, {read_object_id, &object->id}, lpa_bus_timeout_ms);
+    return rc == UBUS_STATUS_OK && object->id == 0 ? static_cast<int>(UBUS_STATUS_NO_DATA) : rc;
+}
+} // namespace
+
+int ubus_register_event_handler(struct ubus_context *ctx, struct ubus_event_handler *ev, const char *pattern)
+{
+    if (const int rc = add_object(ctx, &ev->obj); rc != UBUS_STATUS_OK) return rc;
+    uint8_t id[4];
+    message__write_uint32(id, ev->obj.id);
+    building_message arguments;
+    if (blob_buf_init(&arguments.buf, 0) != 0 ||
+        blobmsg_add_field(&arguments.buf, BLOBMSG_TYPE_INT32, "object", id, sizeof id) != 0 ||
+        blobmsg_add_field(&arguments.buf, BLOBMSG_TYPE_STRING, "pattern", pattern,
+                          static_cast<unsigned>(__builtin_strlen(pattern) + 1)) != 0)
+        return UBUS_STATUS_NO_MEMORY;
+    const int rc = ubus_invoke_fd(ctx, event_object, "register", arguments.buf.head, nullptr, nullptr, 0, -1);
+    if (rc != UBUS_STATUS_OK) return rc;
+    ev->next = ctx->event_handlers;
+    ctx->event_handlers = ev;
+    return UBUS_STATUS_OK;
+}
+
+void ubus_handle_event(struct ubus_context *ctx)
+{
+    while (connection__has_input(ctx)) {
+        message received;
+        const int64_t deadline = connection__deadline(lpa_bus_timeout_ms);
+        if (connection__receive(ctx, &received, deadline) != UBUS_STATUS_OK) {
+            if (ctx->connection_lost) ctx->connection_lost(ctx);
+            return;
+        }
+        if (received.type == MESSAGE_INVOKE) hand_event_over(ctx, received.root);
+    }
 }

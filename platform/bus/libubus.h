@@ -1,6 +1,6 @@
 /* libubus.h: a client of the router's message bus, for machines that have no libubus of their own.
  *
- * The part of libubus's interface that the library uses, over the bus's real wire format. */
+ * The part of libubus's interface that the library and its programs use, over the bus's real wire format. */
 #pragma once
 #include <libubox/blob.h>
 #include <libubox/blobmsg.h>
@@ -37,10 +37,32 @@ struct ubus_request {
 /* msg holds the answer's fields; it lies whole in memory, but its fields are as the other side sent them. */
 typedef void (*ubus_data_handler_t)(struct ubus_request *req, int type, struct blob_attr *msg);
 
+/* msg holds the event's fields, type is its name. */
+struct ubus_event_handler;
+typedef void (*ubus_event_handler_t)(struct ubus_context *ctx, struct ubus_event_handler *ev, const char *type,
+                                     struct blob_attr *msg);
+
+struct ubus_object {
+    uint32_t id; /* 0 before it is known to the broker */
+};
+
+/* Zero but for cb when it is registered; stays the caller's and lives as long as the connection. */
+struct ubus_event_handler {
+    struct ubus_object obj;
+    ubus_event_handler_t cb;
+    struct ubus_event_handler *next; /* of the same connection */
+};
+
+struct uloop_fd {
+    int fd;
+};
+
 struct ubus_context {
-    int socket;        /* -1 when there is no connection (any more) */
-    uint16_t sequence; /* of the last request */
-    uint32_t peer;     /* the client id that the broker gave us */
+    struct uloop_fd sock; /* -1 when there is no connection (any more) */
+    uint16_t sequence;    /* of the last request */
+    uint32_t peer;        /* the client id that the broker gave us */
+    struct ubus_event_handler *event_handlers;
+    void (*connection_lost)(struct ubus_context *ctx); /* called by ubus_handle_event; may be null */
 };
 
 /* path: the broker's socket, null for UBUS_UNIX_SOCKET. Returns 0 or a status. */
@@ -61,3 +83,10 @@ int ubus_invoke_fd(struct ubus_context *ctx, uint32_t obj, const char *method, s
 
 /* Broadcasts an event. Returns 0 or a status. */
 int ubus_send_event(struct ubus_context *ctx, const char *id, struct blob_attr *data);
+
+/* From now on events whose name fits pattern ("name" or "prefix*") are handed to ev->cb, by ubus_handle_event. Returns
+ * 0 or a status. */
+int ubus_register_event_handler(struct ubus_context *ctx, struct ubus_event_handler *ev, const char *pattern);
+
+/* Takes what has come; for callers that wait for ctx->sock.fd themselves. */
+void ubus_handle_event(struct ubus_context *ctx);

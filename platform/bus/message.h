@@ -17,6 +17,7 @@ enum message_type : uint8_t {
     MESSAGE_PING,
     MESSAGE_LOOKUP,
     MESSAGE_INVOKE,
+    MESSAGE_ADD_OBJECT,
 };
 
 enum message_attribute : uint8_t {

@@ -1,6 +1,7 @@
 #include "system/child.h"
 #include "system/system_test.h"
 #include <csignal>
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -41,14 +42,19 @@ TEST_F(program, tells_the_eid)
     EXPECT_EQ(lpa("eid --json").out, "{\"eid\":\"89049032123451234512345678900265\"}\n");
 }
 
-TEST_F(program, exits_with_0_when_a_signal_ends_it)
+TEST_F(program, tells_that_a_signal_ended_it)
 {
     for (const int number : {SIGINT, SIGTERM, SIGTSTP}) {
-        child one([] { return execl(LPA_PROGRAM, LPA_PROGRAM, "eid", nullptr); });
+        child one([] {
+            const int out = open("/tmp/mobile/out", O_CREAT | O_TRUNC | O_WRONLY, 0600);
+            dup2(out, STDOUT_FILENO);
+            return execl(LPA_PROGRAM, LPA_PROGRAM, "eid", "--json", nullptr);
+        });
         desk.modem_does({{"do", "fault"}, {"kind", "kill"}, {"pid", one.process()}, {"signal", number}, {"nth", 7}});
         one.begin();
-        EXPECT_EQ(one.wait(), 0) << strsignal(number);
+        EXPECT_EQ(one.wait(), 128 + number) << strsignal(number);
         EXPECT_EQ(desk.traffic().size(), 7U);
+        EXPECT_EQ(json::parse(text_of("/tmp/mobile/out")).at("result"), 128 + number);
         EXPECT_EQ(lpa("eid").status, 0);
         desk.forget_traffic();
     }
@@ -66,6 +72,26 @@ TEST_F(program, downloads_and_lists)
     EXPECT_THAT(listed.out, HasSubstr("Travel"));
     EXPECT_EQ(lpa("notifications --json").out, "[]\n");
     EXPECT_EQ(lpa("process-notifications").status, 0);
+}
+
+TEST_F(program, downloads_from_a_picture_and_from_standard_input)
+{
+    std::string pictured = quoted(desk.add_order(order({{"matching_id", "PICTURED"}})));
+    ASSERT_EQ(system(("qrencode -o /tmp/mobile/code.png " + pictured.insert(1, "LPA:")).c_str()), 0);
+    const ended downloaded = lpa("download --qr /tmp/mobile/code.png");
+    EXPECT_EQ(downloaded.status, 0) << downloaded.error;
+    const std::string typed = quoted(desk.add_order(order({{"matching_id", "TYPED"}})));
+    EXPECT_EQ(system(("echo " + typed + " | '" LPA_PROGRAM "' download - >/tmp/mobile/out").c_str()), 0);
+    EXPECT_EQ(desk.card().at("profiles").size(), 2U);
+}
+
+TEST_F(program, prints_valid_json_whatever_a_name_holds)
+{
+    const std::string name = "5\" \\ \n\x1B[31m";
+    desk.card_does({{"do", "add-profile"}, {"iccid", "8999900000000000017"}, {"name", name}});
+    EXPECT_EQ(json::parse(lpa("profiles --json").out).at(0).at("name"), name);
+    EXPECT_EQ(json::parse(lpa("status --json").out).at("profiles").at(0).at("name"), name);
+    EXPECT_EQ(json::parse(lpa("enable nobody --json").out).at("candidates").at(0).at("name"), name);
 }
 
 TEST_F(program, exits_with_the_result_code_and_says_why)

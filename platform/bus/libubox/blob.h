@@ -20,3 +20,7 @@ int blob_buf_init(struct blob_buf *buf, int id);
 
 /* Releases what buf holds. */
 void blob_buf_free(struct blob_buf *buf);
+
+/* A blob's payload and its length in bytes. */
+void *blob_data(const struct blob_attr *attr);
+size_t blob_len(const struct blob_attr *attr);

@@ -1,4 +1,4 @@
-#include "cli/program.h"
+#include "cli/outcome.h"
 #include "unit/cli/scripted_library.h"
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,21 +7,6 @@
 namespace {
 
 using testing::HasSubstr;
-
-struct run_outcome {
-    int status;
-    std::string out, err;
-};
-
-run_outcome run(std::vector<const char *> arguments, const std::string &input = "")
-{
-    arguments.insert(arguments.begin(), "lpa");
-    std::istringstream in(input);
-    std::ostringstream out;
-    std::ostringstream err;
-    const int status = run_program(static_cast<int>(arguments.size()), arguments.data(), in, out, err);
-    return {status, out.str(), err.str()};
-}
 
 class program : public testing::Test {
   protected:
@@ -71,8 +56,9 @@ TEST_P(command_test, exits_with_the_result_code_and_describes_it)
     run_outcome outcome = run(row.arguments);
     EXPECT_EQ(outcome.status, 11);
     EXPECT_EQ(outcome.out, "");
-    const std::string message = std::string("lpa: ") + row.arguments[0] + ": code 11 (result code 11)\n";
-    EXPECT_EQ(outcome.err, message);
+    const std::string message = outcome.err;
+    EXPECT_THAT(message, testing::StartsWith(std::string("lpa: ") + row.arguments[0] +
+                                             ": code 11 (result code 11)\n  Why:  The server could not be reached.\n"));
     std::vector<const char *> arguments = row.arguments;
     arguments.push_back("--json");
     outcome = run(arguments);
@@ -104,8 +90,8 @@ INSTANTIATE_TEST_SUITE_P(table, command_test, testing::ValuesIn(std::vector<comm
         "258     delete   -                    b.example\n"},
     {"addresses", {"addresses"}, "get_addresses modem0", R"({"smds":"ds.example","smdp":"dp.example"})", "Root SM-DS:      ds.example\nDefault SM-DP+:  dp.example\n"},
     {"addresses_without_smdp", {"addresses"}, "get_addresses modem0", R"({"smds":"ds.example"})", "Root SM-DS:      ds.example\nDefault SM-DP+:  -\n"},
-    {"memory", {"memory"}, "get_free_memory modem0", R"({"free_memory":65536})", "Free memory: 65536 bytes\n"},
-    {"download", {"download", "LPA:1$dp.example$T"}, "start_rsp modem0 LPA:1$dp.example$T null", R"({"result":0,"description":"Profile installed","iccid":"8901234567890123456"})", "Profile installed: ICCID 8901234567890123456\n"},
+    {"memory", {"memory"}, "get_free_memory modem0", R"({"free_memory":65536})", "Free memory:     65536 bytes\n"},
+    {"download", {"download", "LPA:1$dp.example$T"}, "start_rsp modem0 LPA:1$dp.example$T ", R"({"result":0,"description":"Profile installed","iccid":"8901234567890123456"})", "Profile installed: ICCID 8901234567890123456\n"},
     {"download_with_confirmation_code", {"download", "1$a$b", "--confirmation-code", "12 34"}, "start_rsp modem0 1$a$b 12 34", result_document, "Profile enabled\n"},
     {"enable", {"enable", ICCID}, "enable_profile modem0 " ICCID, result_document, "Profile enabled\n"},
     {"disable", {"disable", ICCID}, "disable_profile modem0 " ICCID, result_document, "Profile enabled\n"},
@@ -129,23 +115,33 @@ TEST_F(program, tells_the_cards_own_result)
     run_outcome outcome = run({"enable", ICCID});
     EXPECT_EQ(outcome.status, 16);
     EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, "lpa: enable: the card reported a result of its own: Profile not enabled. The profile was "
-                           "not in disabled state (result code 16)\n");
+    EXPECT_THAT(outcome.err, testing::StartsWith("lpa: enable: the card reported a result of its own: Profile not "
+                                                 "enabled. The profile was not in disabled state (result code 16)\n"));
     outcome = run({"--json", "enable", ICCID});
     EXPECT_EQ(outcome.status, 16);
     EXPECT_EQ(outcome.out, *library.document + "\n");
 }
 
+class failure : public program, public testing::WithParamInterface<uint32_t> {};
+
+TEST_P(failure, tells_what_happened_why_and_what_to_do)
+{
+    library.code = GetParam();
+    const std::string number = std::to_string(GetParam());
+    const run_outcome outcome = run({"eid"});
+    EXPECT_EQ(outcome.status, static_cast<int>(GetParam()));
+    EXPECT_THAT(outcome.err, testing::MatchesRegex("lpa: eid: [^\n]+ \\(result code " + number +
+                                                   "\\)\n  Why:  [^\n]+\\.\n  Next: [^\n]+\\.?\n"));
+    EXPECT_EQ(outcome.err.find("without a meaning") != std::string::npos, GetParam() == 19);
+    EXPECT_EQ(run({"eid", "--json"}).out, "{\"result\":" + number + ",\"description\":\"code " + number + "\"}\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(codes, failure, testing::Range(1U, 20U));
+
 TEST_F(program, tells_what_code_17_means)
 {
     library.code = 17;
-    EXPECT_EQ(run({"eid"}).err, "lpa: eid: code 17 (result code 17, the eUICC's ISD-R could not be reached)\n");
-}
-
-TEST_F(program, tells_where_to_look_after_a_fatal_error)
-{
-    library.code = 1;
-    EXPECT_EQ(run({"eid"}).err, "lpa: eid: code 1 (result code 1, /tmp/mobile/lpa.log tells more)\n");
+    EXPECT_THAT(run({"eid"}).err, testing::StartsWith("lpa: eid: eUICC not reached (result code 17)\n"));
 }
 
 TEST_F(program, tells_a_code_without_description)
@@ -154,8 +150,8 @@ TEST_F(program, tells_a_code_without_description)
     library.describes_codes = false;
     const run_outcome outcome = run({"eid", "--json"});
     EXPECT_EQ(outcome.status, 9);
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, "lpa: eid: no description (result code 9)\n");
+    EXPECT_EQ(outcome.out, "{\"result\":9,\"description\":\"no description\"}\n");
+    EXPECT_THAT(outcome.err, testing::StartsWith("lpa: eid: no description (result code 9)\n"));
 }
 
 TEST_F(program, tells_when_there_is_no_document)
@@ -192,21 +188,33 @@ TEST_F(program, shows_no_control_character_of_a_text)
 TEST_F(program, prints_json_with_control_characters_escaped)
 {
     library.document = "[{\"name\":\"a\x1B[31m\nb\x7F\xC2\x9B\xFF é\"}]";
-    EXPECT_EQ(run({"profiles", "--json"}).out, "[{\"name\":\"a\\u001b[31m\\u000ab\\u007f\\u009b\\ufffd é\"}]\n");
+    EXPECT_EQ(run({"profiles", "--json"}).out, "[{\"name\":\"a\\u001b[31m\\nb\\u007f\\u009b\xEF\xBF\xBD é\"}]\n");
 }
 
-TEST_F(program, shows_a_document_that_a_quote_broke_as_it_is)
+TEST_F(program, shows_a_name_with_quote_and_backslash)
 {
-    library.document = "[{\"name\":\"a\"b\x1B\"}]";
-    EXPECT_EQ(run({"profiles"}).out, "[{\"name\":\"a\"b\\x1B\"}]\n");
+    library.document = R"([{"iccid":"89","name":"5" or 6\7","bootstrap":0}])";
+    EXPECT_EQ(run({"profiles"}).out, "ICCID  STATE  NAME       PROVIDER  NICKNAME\n"
+                                     "89     -      5\" or 6\\7  -         -\n");
+    EXPECT_EQ(run({"profiles", "--json"}).out, R"([{"iccid":"89","name":"5\" or 6\\7","bootstrap":0}])"
+                                               "\n");
 }
 
-TEST_F(program, shows_a_result_that_a_quote_broke_as_it_is)
+TEST_F(program, shows_a_document_that_cannot_be_read_as_it_is)
+{
+    library.document = "[{\"name\":\"a\"b\x1B\"";
+    EXPECT_EQ(run({"profiles"}).out, "[{\"name\":\"a\"b\\x1B\"\n");
+    EXPECT_EQ(run({"profiles", "--json"}).out,
+              R"({"result":0,"description":"code 0","document":"[{\"name\":\"a\"b\u001b\""})"
+              "\n");
+}
+
+TEST_F(program, shows_a_result_that_cannot_be_read_as_it_is)
 {
     library.code = 16;
-    library.document = "{\"description\":\"a\"b\n\"}";
-    EXPECT_EQ(run({"eid"}).err,
-              "lpa: eid: the card reported a result of its own: {\"description\":\"a\"b\\x0A\"} (result code 16)\n");
+    library.document = "{\"description\":\"a\"b\n";
+    EXPECT_THAT(run({"eid"}).err, testing::StartsWith("lpa: eid: the card reported a result of its own: "
+                                                      "{\"description\":\"a\"b\\x0A (result code 16)\n"));
 }
 
 // ---- Options ------------------------------------------------------------------------------------------------------
@@ -232,6 +240,32 @@ TEST_F(program, hands_the_switches_to_the_library)
     EXPECT_EQ(library.proxy, "10.0.0.1:1080");
 }
 
+TEST_F(program, sets_log_level_and_console_each_alone)
+{
+    library.document = "[]";
+    run({"profiles"});
+    EXPECT_EQ(library.log_level, -1);
+    EXPECT_FALSE(library.logs_to_console);
+    run({"--log-level", "4", "profiles"});
+    EXPECT_EQ(library.log_level, 4);
+    EXPECT_FALSE(library.logs_to_console);
+    library.log_level = -1;
+    run({"profiles", "--log-to-console"});
+    EXPECT_EQ(library.log_level, -1);
+    EXPECT_TRUE(library.logs_to_console);
+}
+
+TEST_F(program, shows_colours_on_a_terminal_only)
+{
+    library.document = R"([{"iccid":"89","status":1,"name":"enabled","bootstrap":0}])";
+    EXPECT_EQ(run({"profiles"}, "", {.colours = true}).out,
+              "\x1B[1mICCID\x1B[0m  \x1B[1mSTATE\x1B[0m    \x1B[1mNAME\x1B[0m     \x1B[1mPROVIDER\x1B[0m  "
+              "\x1B[1mNICKNAME\x1B[0m\n"
+              "89     \x1B[32menabled\x1B[0m  enabled  -         -\n");
+    EXPECT_EQ(run({"profiles"}).out.find('\x1B'), std::string::npos);
+    EXPECT_EQ(run({"profiles", "--json"}, "", {.colours = true}).out.find('\x1B'), std::string::npos);
+}
+
 TEST_F(program, prints_its_version)
 {
     const run_outcome outcome = run({"--version"});
@@ -243,8 +277,9 @@ TEST_F(program, prints_help_with_commands_and_exit_statuses)
 {
     const run_outcome outcome = run({"--help"});
     EXPECT_EQ(outcome.status, 0);
-    for (const char *part : {"eid", "profiles", "process-notifications", "reset-settings", "--modem", "--json",
-                             "16  the card reported a result of its own", "64  wrong usage", "65  not confirmed"})
+    for (const char *part :
+         {"eid", "profiles", "process-notifications", "reset-settings", "--modem", "--json",
+          "16  the card reported a result of its own", "64  wrong usage", "65  not confirmed", "130  interrupted"})
         EXPECT_THAT(outcome.out, HasSubstr(part));
     EXPECT_EQ(outcome.err, "");
 }
@@ -268,6 +303,17 @@ TEST_P(wrong_usage, exits_with_64_and_calls_nothing)
     EXPECT_TRUE(library.calls.empty());
 }
 
+TEST_P(wrong_usage, is_one_document_with_json)
+{
+    std::vector<const char *> arguments = GetParam();
+    arguments.insert(arguments.begin(), "--json");
+    const run_outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.status, EXIT__USAGE);
+    const json document = json::parse(outcome.out);
+    EXPECT_EQ(document.at("result"), EXIT__USAGE);
+    EXPECT_NE(document.at("description"), "");
+}
+
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(table, wrong_usage, testing::ValuesIn(std::vector<std::vector<const char *>>{
     {},
@@ -284,6 +330,13 @@ INSTANTIATE_TEST_SUITE_P(table, wrong_usage, testing::ValuesIn(std::vector<std::
     {"-m", "usb0", "eid"},
     {"-m"},
     {"--nonsense", "eid"},
+    {"--log-level", "6", "eid"},
+    {"--log-level", "much", "eid"},
+    {"watch", "--count", "0"},
+    {"eid", "--count", "1"},
+    {"download", "1$a$b", "--qr", "file"},
+    {"download", "1$a$b$$1"}, // nobody to ask for the confirmation code
+    {"enable", ""},
 }));
 // clang-format on
 
@@ -314,6 +367,8 @@ TEST_P(question, comes_before_what_destroys)
         if (!GetParam().confirmed) {
             EXPECT_THAT(outcome.err, testing::EndsWith(std::string("lpa: ") + arguments[0] +
                                                        ": not confirmed, nothing was done (--yes does not ask)\n"));
+            EXPECT_EQ(run({"--json", "reset-memory"}, GetParam().answer).out,
+                      "{\"result\":65,\"description\":\"not confirmed, nothing was done (--yes does not ask)\"}\n");
         }
     }
 }

@@ -48,11 +48,18 @@ INSTANTIATE_TEST_SUITE_P(table, safe_text, testing::ValuesIn(std::vector<text_ca
 }), [](const auto &info) { return std::string(info.param.name); });
 // clang-format on
 
-TEST(display_width, counts_characters)
+TEST(valid_utf8, replaces_only_what_is_none)
+{
+    EXPECT_EQ(valid_utf8("a\x1B é\xFF\xE2\x82"), "a\x1B é\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
+}
+
+TEST(display_width, counts_columns)
 {
     EXPECT_EQ(display_width(""), 0u);
     EXPECT_EQ(display_width("abc"), 3u);
-    EXPECT_EQ(display_width("é€😀"), 3u);
+    EXPECT_EQ(display_width("é€"), 2u);
+    EXPECT_EQ(display_width("漢字"), 4u);
+    EXPECT_EQ(display_width("e\u0301"), 1u); // an accent that combines
 }
 
 } // namespace

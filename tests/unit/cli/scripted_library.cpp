@@ -1,10 +1,13 @@
 #include "unit/cli/scripted_library.h"
+#include "foundation/log.h"
 #include "lpa/lpa.h"
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
 
 scripted_library library;
 char *g_socks_proxy_address = nullptr;
+uint8_t g_log_to_console = 0;
 
 namespace {
 uint32_t called(const char *name, std::initializer_list<const char *> arguments, char **json, uint32_t *length)
@@ -14,9 +17,12 @@ uint32_t called(const char *name, std::initializer_list<const char *> arguments,
         call += std::string(" ") + (argument ? argument : "null");
     library.calls.push_back(call);
     library.proxy = g_socks_proxy_address ? g_socks_proxy_address : "none";
-    if (json) *json = library.document ? strdup(library.document->c_str()) : nullptr;
-    if (length) *length = library.document ? static_cast<uint32_t>(library.document->size() + 1) : 0;
-    return library.code;
+    library.logs_to_console = g_log_to_console != 0;
+    const auto other = library.outcomes.find(name);
+    const scripted_outcome &outcome = other == library.outcomes.end() ? library : other->second;
+    if (json) *json = outcome.document ? strdup(outcome.document->c_str()) : nullptr;
+    if (length) *length = outcome.document ? static_cast<uint32_t>(outcome.document->size() + 1) : 0;
+    return outcome.code;
 }
 } // namespace
 
@@ -54,3 +60,28 @@ uint32_t json_generator__process_error(uint32_t code, char **json)
 }
 
 void M_free(void *pointer) { free(pointer); }
+
+void log__set_log_level(int32_t level)
+{
+    library.log_level = level;
+    g_log_to_console = 1;
+}
+
+bool listen_to_updates(const std::function<void()> &ready, const std::function<bool(const update_event &)> &take)
+{
+    if (!library.has_bus) return false;
+    ready();
+    for (const update_event &event : library.events)
+        if (!take(event)) return true;
+    return false;
+}
+
+run_outcome run(std::vector<const char *> arguments, const std::string &input, terminal_use terminals)
+{
+    arguments.insert(arguments.begin(), "lpa");
+    std::istringstream in(input);
+    std::ostringstream out;
+    std::ostringstream err;
+    const int status = run_program(static_cast<int>(arguments.size()), arguments.data(), in, out, err, terminals);
+    return {status, out.str(), err.str()};
+}

@@ -72,7 +72,7 @@ TEST(bus, connects_and_learns_its_number)
     EXPECT_EQ(first.status, 0);
     EXPECT_GT(first.ctx.peer, 1U);
     EXPECT_EQ(second.ctx.peer, first.ctx.peer + 1);
-    EXPECT_EQ(fcntl(first.ctx.socket, F_GETFD), FD_CLOEXEC);
+    EXPECT_EQ(fcntl(first.ctx.sock.fd, F_GETFD), FD_CLOEXEC);
 }
 
 TEST(bus, connects_with_an_allocated_context)
@@ -99,7 +99,7 @@ TEST(bus, does_not_connect_where_nobody_listens)
 {
     const connection absent("/tmp/no/such/socket");
     EXPECT_EQ(absent.status, UBUS_STATUS_CONNECTION_FAILED);
-    EXPECT_EQ(absent.ctx.socket, -1);
+    EXPECT_EQ(absent.ctx.sock.fd, -1);
     EXPECT_EQ(connection("/tmp/" + std::string(200, 'x')).status, UBUS_STATUS_CONNECTION_FAILED);
 }
 
@@ -245,7 +245,7 @@ TEST(bus, survives_the_end_of_its_broker)
     uint32_t id = 0;
     message_buffer event;
     EXPECT_EQ(ubus_lookup_id(&client.ctx, "file", &id), UBUS_STATUS_CONNECTION_FAILED);
-    EXPECT_EQ(client.ctx.socket, -1);
+    EXPECT_EQ(client.ctx.sock.fd, -1);
     EXPECT_EQ(ubus_send_event(&client.ctx, "an.event", event.buf.head), UBUS_STATUS_CONNECTION_FAILED);
     std::signal(SIGPIPE, before);
 }
@@ -393,7 +393,7 @@ TEST(bus, closes_a_connection_on_which_a_message_was_cut_short)
         connection client(broker.path());
         uint32_t id = 0;
         EXPECT_EQ(ubus_lookup_id(&client.ctx, "file", &id), UBUS_STATUS_CONNECTION_FAILED) << length;
-        EXPECT_EQ(client.ctx.socket, -1);
+        EXPECT_EQ(client.ctx.sock.fd, -1);
     }
 }
 
@@ -402,7 +402,7 @@ TEST(bus, closes_a_connection_when_the_time_ends_within_a_message)
     scripted_broker broker(hello(), {[](const raw_message &) { return bytes("00010001 00000000 00"); }}, false);
     connection client(broker.path());
     EXPECT_EQ(ubus_invoke_fd(&client.ctx, 5, "any", nullptr, nullptr, nullptr, 20, -1), UBUS_STATUS_TIMEOUT);
-    EXPECT_EQ(client.ctx.socket, -1);
+    EXPECT_EQ(client.ctx.sock.fd, -1);
 }
 
 TEST(bus, passes_over_an_answer_that_came_too_late)
@@ -441,7 +441,7 @@ TEST(bus, gives_up_sending_to_a_broker_that_does_not_read)
     message_buffer large;
     large.add_text("data", std::string(900000, 'x'));
     EXPECT_EQ(ubus_invoke_fd(&client.ctx, 5, "any", large.buf.head, nullptr, nullptr, 30, -1), UBUS_STATUS_TIMEOUT);
-    EXPECT_EQ(client.ctx.socket, -1); // half a message was sent
+    EXPECT_EQ(client.ctx.sock.fd, -1); // half a message was sent
 }
 
 TEST(bus, takes_any_answer_without_harm)

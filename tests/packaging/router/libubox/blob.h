@@ -21,4 +21,5 @@ extern int blob_buf_init(struct blob_buf *buf, int id);
 extern void blob_buf_free(struct blob_buf *buf);
 
 static inline void *blob_data(const struct blob_attr *attr) { return (void *)attr->data; }
+static inline size_t blob_len(const struct blob_attr *attr) { return attr->id_len; }
 #endif
