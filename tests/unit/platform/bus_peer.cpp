@@ -8,7 +8,7 @@
 
 namespace bus_peer {
 namespace {
-constexpr int patience_ms = 5000;
+constexpr int patience_ms = 60000; // of a busy machine
 
 sockaddr_un address_of(const std::string &path)
 {

@@ -399,7 +399,8 @@ TEST(bus, closes_a_connection_on_which_a_message_was_cut_short)
 
 TEST(bus, closes_a_connection_when_the_time_ends_within_a_message)
 {
-    scripted_broker broker(hello(), {[](const raw_message &) { return bytes("00010001 00000000 00"); }}, false);
+    const byte_vector part = bytes("00010001 00000000 00"); // there before the time starts
+    scripted_broker broker(sim::join({hello(), part}), {[](const raw_message &) { return byte_vector(); }}, false);
     connection client(broker.path());
     EXPECT_EQ(ubus_invoke_fd(&client.ctx, 5, "any", nullptr, nullptr, nullptr, 20, -1), UBUS_STATUS_TIMEOUT);
     EXPECT_EQ(client.ctx.sock.fd, -1);

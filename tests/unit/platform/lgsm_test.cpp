@@ -27,7 +27,7 @@ std::string entry(const std::string &terminal, const std::string &more = "")
 }
 
 // The answer, or nothing when the command was not sent.
-std::optional<std::string> exec(const char *command, int timeout = 5, int modem = 3)
+std::optional<std::string> exec(const char *command, int timeout = 60, int modem = 3)
 {
     char *response = const_cast<char *>("never written");
     const int rc = lgsm_exec(nullptr, command, &response, modem, timeout);
@@ -139,7 +139,7 @@ TEST(lgsm_exec, gives_up_on_a_silent_modem_at_the_configured_time)
     const file_in_environment config("LPA_MODEMS", entry(terminal.path(), R"(,"timeout":0.05)"));
     captured_stderr messages;
     const auto start = steady_clock::now();
-    EXPECT_EQ(exec("AT\r\n", 60), std::nullopt);
+    EXPECT_EQ(exec("AT\r\n"), std::nullopt);
     EXPECT_GE(steady_clock::now() - start, std::chrono::milliseconds(49));
     EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(20));
     EXPECT_EQ(messages.text(), "lgsm: " + terminal.path() + ": no final result code within the time limit\n");
@@ -175,7 +175,7 @@ TEST(lgsm_exec, reports_a_hang_up_at_once)
     captured_stderr messages;
     terminal.play({{{"AT\r\r\n"}, true}});
     const auto start = steady_clock::now();
-    EXPECT_EQ(exec("AT\r\n", 60), std::nullopt);
+    EXPECT_EQ(exec("AT\r\n"), std::nullopt);
     EXPECT_LT(steady_clock::now() - start, std::chrono::seconds(20));
     EXPECT_THAT(messages.text(), HasSubstr("the terminal is gone"));
 }
@@ -191,7 +191,7 @@ TEST(lgsm_exec, waits_for_a_terminal_that_comes_back)
         EXPECT_TRUE(messages.wait_for("lgsm: " + link + " is not there, waiting for it\n"));
         EXPECT_EQ(symlink(terminal.path().c_str(), link.c_str()), 0);
     });
-    EXPECT_EQ(exec("AT\r\n", 60), "\r\nOK\r\n");
+    EXPECT_EQ(exec("AT\r\n"), "\r\nOK\r\n");
     plug.join();
     unlink(link.c_str());
 }
@@ -200,7 +200,7 @@ TEST(lgsm_exec, stops_waiting_for_a_terminal_at_the_time_limit)
 {
     const file_in_environment config("LPA_MODEMS", entry("/tmp/no/such/terminal", R"(,"timeout":0.06)"));
     captured_stderr messages;
-    EXPECT_EQ(exec("AT\r\n", 60), std::nullopt);
+    EXPECT_EQ(exec("AT\r\n"), std::nullopt);
     EXPECT_EQ(messages.text(), "lgsm: /tmp/no/such/terminal is not there, waiting for it\n"
                                "lgsm: /tmp/no/such/terminal did not appear\n");
 }

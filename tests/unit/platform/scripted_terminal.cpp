@@ -11,7 +11,7 @@
 #include <unistd.h>
 
 namespace {
-constexpr int patience_ms = 5000;
+constexpr int patience_ms = 60000; // of a busy machine
 
 bool readable(int descriptor, int timeout_ms)
 {
