@@ -165,7 +165,6 @@ TEST(lgsm_exec, does_not_wait_for_ever_for_a_modem_that_only_talks)
     terminal.play({endless});
     EXPECT_EQ(exec("AT\r\n"), std::nullopt);
     EXPECT_THAT(messages.text(), HasSubstr("the answer does not end"));
-    terminal.hang_up();
 }
 
 TEST(lgsm_exec, reports_a_hang_up_at_once)
