@@ -20,9 +20,9 @@ class scripted_terminal {
     // Ends the script: nobody reads any more. The commands received, line ends included.
     std::vector<std::string> commands();
     void write(const std::string &text) const; // from the modem, at once
-    void hang_up();
 
   private:
+    void hang_up();
     std::string read_command() const;
     bool write_and_wait(const std::string &text) const;
     int master_ = -1;
