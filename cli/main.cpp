@@ -16,5 +16,6 @@ int main(int argc, char **argv)
 {
     const bool colours = isatty(STDOUT_FILENO) && setting("NO_COLOR").empty() && setting("TERM") != "dumb";
     const bool answers = isatty(STDIN_FILENO) && isatty(STDERR_FILENO);
-    return run_program(argc, argv, std::cin, std::cout, std::cerr, {.answers = answers, .colours = colours});
+    return run_program(argc, argv, std::cin, std::cout, std::cerr,
+                       {.answers = answers, .colours = colours, .progress = standard_error()});
 }

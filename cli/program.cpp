@@ -20,6 +20,7 @@ struct options {
     bool as_json = false;
     bool yes = false;
     bool no_reload = false;
+    bool quiet = false;
     std::string proxy;
     int log_level = -1; // as configured
     bool log_to_console = false;
@@ -30,6 +31,7 @@ struct streams {
     page out;
     page err;
     bool answers; // somebody at in can be asked
+    progress_place progress;
 };
 
 // ---- Outcomes -----------------------------------------------------------------------------------------------------
@@ -158,6 +160,8 @@ outcome run_command(const command &command, options &options, const streams &str
     if (!command.run) return watch_updates(options.input.event_count, options.as_json, streams.out, streams.err);
     if (auto end = complete_arguments(command, options.input, streams)) return *end;
     if (auto end = ask_first(command, options, streams)) return *end;
+    std::optional<progress_display> display;
+    if (!options.quiet) display.emplace(streams.err.out, streams.progress);
     return command.run(options.input);
 }
 
@@ -188,6 +192,7 @@ void add_global_options(CLI::App &app, options &options)
         ->type_name("MODEM")
         ->capture_default_str();
     app.add_flag("--json", options.as_json, "Print one JSON document, whatever happens");
+    app.add_flag("-q,--quiet", options.quiet, "Show no progress, only results and errors");
     app.add_flag("--no-reload", options.no_reload, "Leave the modem alone after profile changes");
     app.add_option("--proxy", options.proxy, "SOCKS5 proxy for the server")->type_name("HOST:PORT");
     app.add_option("--log-level", options.log_level, "0 (nothing) to 5 (everything) instead of the configured level")
@@ -264,7 +269,7 @@ int run_program(int argc, const char *const *argv, std::istream &in, std::ostrea
     std::vector<CLI::App *> subcommands;
     for (const command &command : commands())
         subcommands.push_back(add_command(app, command, options));
-    const streams streams = {in, {out, terminals.colours}, {err}, terminals.answers};
+    const streams streams = {in, {out, terminals.colours}, {err}, terminals.answers, terminals.progress};
     try {
         app.parse(argc, argv);
         if (app.get_subcommands().empty()) throw CLI::RequiredError("a command");

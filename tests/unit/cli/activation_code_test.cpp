@@ -140,10 +140,7 @@ INSTANTIATE_TEST_SUITE_P(table, no_picture,
                          }),
                          [](const auto &info) { return std::string(info.param.name); });
 
-TEST_F(picture, needs_zbarimg)
-{
-    EXPECT_THAT(download().err, HasSubstr("install zbar-tools"));
-}
+TEST_F(picture, needs_zbarimg) { EXPECT_THAT(download().err, HasSubstr("install zbar-tools")); }
 
 TEST_F(picture, has_to_be_there)
 {

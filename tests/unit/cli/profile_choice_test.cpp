@@ -42,8 +42,8 @@ TEST_P(chosen, is_found)
     for (const char *command : {"enable", "disable"}) {
         library.calls.clear();
         EXPECT_EQ(run({command, GetParam().text, "-m", "modem2"}).status, 0);
-        EXPECT_THAT(library.calls, ElementsAre("get_profiles modem2", std::string(command) + "_profile modem2 " +
-                                                                          GetParam().iccid));
+        EXPECT_THAT(library.calls,
+                    ElementsAre("get_profiles modem2", std::string(command) + "_profile modem2 " + GetParam().iccid));
     }
     library.calls.clear();
     EXPECT_EQ(run({"nickname", GetParam().text, "new"}).status, 0);
@@ -101,7 +101,8 @@ TEST_F(profile_choice, ends_with_the_code_when_the_list_cannot_be_had)
 
 TEST_F(profile_choice, asks_for_the_iccid_when_the_list_cannot_be_read)
 {
-    for (const std::optional<std::string> &document : {std::optional<std::string>("[{"), std::optional<std::string>()}) {
+    for (const std::optional<std::string> &document :
+         {std::optional<std::string>("[{"), std::optional<std::string>()}) {
         library.outcomes["get_profiles"] = {0, document};
         const run_outcome outcome = run({"enable", "home"});
         EXPECT_EQ(outcome.status, EXIT__NOT_FOUND);

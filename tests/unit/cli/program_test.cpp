@@ -385,4 +385,29 @@ INSTANTIATE_TEST_SUITE_P(table, question, testing::ValuesIn(std::vector<question
 }), [](const auto &info) { return std::string(info.param.name); });
 // clang-format on
 
+// ---- Progress -----------------------------------------------------------------------------------------------------
+
+TEST_F(program, shows_progress_on_standard_error)
+{
+    library.document = R"({"result":0,"description":"Profile installed"})";
+    library.progress = {{LPA_PROGRESS__FETCHING, 0, 0, nullptr, nullptr}};
+    for (const bool as_json : {false, true}) {
+        const run_outcome outcome = as_json ? run({"download", "1$a$b", "--json"}) : run({"download", "1$a$b"});
+        EXPECT_EQ(outcome.err, "Fetching the profile\n");
+        EXPECT_EQ(outcome.out, as_json ? *library.document + "\n" : "Profile installed\n");
+    }
+}
+
+TEST_F(program, shows_no_progress_with_quiet_but_results_and_errors)
+{
+    library.document = R"({"result":0,"description":"Profile installed"})";
+    library.progress = {{LPA_PROGRESS__FETCHING, 0, 0, nullptr, nullptr}};
+    for (const char *quiet : {"-q", "--quiet"}) {
+        library.code = 0;
+        EXPECT_EQ(run({quiet, "download", "1$a$b"}).err, "");
+        EXPECT_EQ(run({"download", "1$a$b", quiet}).out, "Profile installed\n");
+        library.code = 11;
+        EXPECT_THAT(run({"download", "1$a$b", quiet}).err, testing::StartsWith("lpa: download: "));
+    }
+}
 } // namespace

@@ -18,6 +18,8 @@ uint32_t called(const char *name, std::initializer_list<const char *> arguments,
     library.calls.push_back(call);
     library.proxy = g_socks_proxy_address ? g_socks_proxy_address : "none";
     library.logs_to_console = g_log_to_console != 0;
+    for (const lpa_progress &progress : library.progress)
+        if (library.progress_callback) library.progress_callback(&progress, library.progress_context);
     const auto other = library.outcomes.find(name);
     const scripted_outcome &outcome = other == library.outcomes.end() ? library : other->second;
     if (json) *json = outcome.document ? strdup(outcome.document->c_str()) : nullptr;
@@ -47,6 +49,12 @@ uint32_t LPA__set_reload_disabled(uint8_t disabled)
 {
     library.reload_disabled = disabled;
     return 0;
+}
+
+void LPA__set_progress_callback(void (*callback)(const lpa_progress *progress, void *context), void *context)
+{
+    library.progress_callback = callback;
+    library.progress_context = context;
 }
 
 uint32_t json_generator__process_error(uint32_t code, char **json)

@@ -17,6 +17,9 @@ struct scripted_library : scripted_outcome {
     std::map<std::string, scripted_outcome> outcomes; // of operations that end otherwise: "get_profiles"
     std::vector<std::string> calls;                   // "enable_profile modem0 8901.."
     std::string proxy;                                // as it was during the call
+    std::vector<lpa_progress> progress;               // told during the call
+    void (*progress_callback)(const lpa_progress *progress, void *context) = nullptr;
+    void *progress_context = nullptr;
     int reload_disabled = -1;
     int32_t log_level = -1;           // as it was set, -1: not at all
     bool logs_to_console = false;     // as it was during the call

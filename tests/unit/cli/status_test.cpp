@@ -42,11 +42,12 @@ TEST_F(status, is_one_screen)
 
 TEST_F(status, is_one_object)
 {
-    EXPECT_EQ(run({"status", "--json"}).out,
-              R"({"modem":"modem0","eid":"8904","addresses":{"smds":"ds.example","smdp":"dp.example"},)"
-              R"("free_memory":65536,"profiles":[{"iccid":"8900000000000001234","status":1,"name":"Data","bootstrap":0}],)"
-              R"("notifications":[{"sequence_number":5,"event":0,"address":"a.example"}]})"
-              "\n");
+    EXPECT_EQ(
+        run({"status", "--json"}).out,
+        R"({"modem":"modem0","eid":"8904","addresses":{"smds":"ds.example","smdp":"dp.example"},)"
+        R"("free_memory":65536,"profiles":[{"iccid":"8900000000000001234","status":1,"name":"Data","bootstrap":0}],)"
+        R"("notifications":[{"sequence_number":5,"event":0,"address":"a.example"}]})"
+        "\n");
 }
 
 TEST_F(status, ends_with_a_card_that_tells_no_eid)
