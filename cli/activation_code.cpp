@@ -108,8 +108,7 @@ std::optional<outcome> read_code_from_picture(std::string &code, const std::stri
     // No D-Bus: zbarimg would tell the code to everybody who listens there.
     const char *const arguments[] = {"zbarimg", "--raw", "-q", "--nodbus", "--", file.c_str(), nullptr};
     const finished_program zbarimg = run_program(arguments);
-    if (const std::string problem = problem_of(zbarimg, file); !problem.empty())
-        return ended(EXIT__NOT_FOUND, problem);
+    if (const std::string problem = problem_of(zbarimg, file); !problem.empty()) return ended(EXIT__NOT_FOUND, problem);
     const auto codes = activation_codes(zbarimg.out);
     if (codes.empty()) return ended(EXIT__NOT_FOUND, "the code in " + file + " is no activation code (LPA:1$...)");
     if (codes.size() > 1)

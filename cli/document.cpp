@@ -7,9 +7,9 @@
 
 namespace {
 
-constexpr std::array members = {"iccid", "status", "nickname", "provider",        "name",  "bootstrap", "eid",
-                                "smds",  "smdp",   "result",   "description",     "event", "address",   "free_memory",
-                                "sequence_number"};
+constexpr std::array members = {"iccid",       "status", "nickname", "provider",    "name",
+                                "bootstrap",   "eid",    "smds",     "smdp",        "result",
+                                "description", "event",  "address",  "free_memory", "sequence_number"};
 
 bool take(std::string_view &from, std::string_view expected)
 {
@@ -106,5 +106,7 @@ json read_document(std::string_view text)
     return document && rest.empty() ? *document : json(json::value_t::discarded);
 }
 
-std::string json_text(const json &document) { return 
-    escaped_json(document.dump(-1, ' ', false, json::error_handler_t::replace)); }
+std::string json_text(const json &document)
+{
+    return escaped_json(document.dump(-1, ' ', false, json::error_handler_t::replace));
+}

@@ -17,7 +17,8 @@ constexpr interruption interruptions[] = {
     {SIGTERM, "{\"result\":143,\"description\":\"Terminated\"}\n"},
     {SIGTSTP, "{\"result\":148,\"description\":\"Stopped\"}\n"},
 };
-constexpr const char *notice = "\nlpa: interrupted; the card is whole, and the next command tidies up: lpa status shows what is there\n";
+constexpr const char *notice =
+    "\nlpa: interrupted; the card is whole, and the next command tidies up: lpa status shows what is there\n";
 
 volatile sig_atomic_t owes_document = 0;
 volatile sig_atomic_t is_input_hidden = 0;

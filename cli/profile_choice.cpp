@@ -38,7 +38,9 @@ std::optional<outcome> choose_profile(const std::string &modem, std::string &pro
     json meant = json::array();
     for (const json &candidate : *list.document)
         if (is_meant(candidate, profile)) meant.push_back(candidate);
-    if (meant.empty()) return not_found("no profile on the card has the ICCID, its end or the nickname '" + profile + "'", *list.document);
+    if (meant.empty())
+        return not_found("no profile on the card has the ICCID, its end or the nickname '" + profile + "'",
+                         *list.document);
     if (meant.size() > 1) return not_found("several profiles are meant by '" + profile + "'", meant);
     profile = meant[0].value("iccid", "");
     return {};

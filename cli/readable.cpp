@@ -25,13 +25,13 @@ std::string coloured(const cell &cell, const page &page)
     return page.colours && cell.colour ? cell.colour + cell.text + plain : cell.text;
 }
 
-void show_row(const row &row, const std::vector<size_t> &widths, const page &page)
+void show_row(const row &cells, const std::vector<size_t> &widths, const page &page)
 {
     std::string line;
     size_t blanks = 0; // written only in front of something
-    for (size_t i = 0; i < row.size(); ++i) {
-        if (!row[i].text.empty()) line.append(std::exchange(blanks, 0), ' ').append(coloured(row[i], page));
-        blanks += widths[i] + 2 - width_of(row[i]);
+    for (size_t i = 0; i < cells.size(); ++i) {
+        if (!cells[i].text.empty()) line.append(std::exchange(blanks, 0), ' ').append(coloured(cells[i], page));
+        blanks += widths[i] + 2 - width_of(cells[i]);
     }
     page.out << line << '\n';
 }
@@ -43,11 +43,11 @@ void show_table(const std::vector<std::string> &titles, std::vector<row> rows, c
         head.push_back({title, bold});
     rows.insert(rows.begin(), head);
     std::vector<size_t> widths(titles.size());
-    for (const row &row : rows)
-        for (size_t i = 0; i < row.size(); ++i)
-            widths[i] = std::max(widths[i], width_of(row[i]));
-    for (const row &row : rows)
-        show_row(row, widths, page);
+    for (const row &cells : rows)
+        for (size_t i = 0; i < cells.size(); ++i)
+            widths[i] = std::max(widths[i], width_of(cells[i]));
+    for (const row &cells : rows)
+        show_row(cells, widths, page);
 }
 
 std::string name_of(const json &object, const char *key, const std::vector<std::string> &names)

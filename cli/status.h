@@ -3,9 +3,9 @@
 #include "cli/outcome.h"
 #include "cli/page.h"
 
-// {"modem":..,"eid":..,"addresses":{..},"free_memory":N,"profiles":[..],"notifications":[..]}. A card that tells its EID
-// is shown even when something else cannot be read: that member is then the failure's {"result":N,"description":".."},
-// and the code the first failure's.
+// {"modem":..,"eid":..,"addresses":{..},"free_memory":N,"profiles":[..],"notifications":[..]}. A card that tells its
+// EID is shown even when something else cannot be read: that member is then the failure's
+// {"result":N,"description":".."}, and the code the first failure's.
 outcome read_status(const std::string &modem);
 void show_status(const json &document, const page &page);
 

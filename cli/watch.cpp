@@ -9,9 +9,9 @@ namespace {
 
 constexpr const char *meanings[] = {
     "profile download", // UPDATE_EVENT__DOWNLOAD and so on
-    "profile enabling",     "profile disabling",
-    "profile deletion", "notification delivery", "nickname change",
-    "reset",            "primary profile download",
+    "profile enabling",         "profile disabling", "profile deletion",
+    "notification delivery",    "nickname change",   "reset",
+    "primary profile download",
 };
 static_assert(std::size(meanings) == UPDATE_EVENT__DOWNLOAD_PRIMARY + 1);
 
@@ -37,10 +37,8 @@ void show_event(const update_event &event, const page &page)
 
 void print_event(const update_event &event, const page &page)
 {
-    json document = {{"modem", modem_of(event)},
-                     {"event", event.event},
-                     {"meaning", meaning_of(event)},
-                     {"state", event.state}};
+    json document = {
+        {"modem", modem_of(event)}, {"event", event.event}, {"meaning", meaning_of(event)}, {"state", event.state}};
     if (!event.iccid.empty()) document["iccid"] = event.iccid;
     page.out << json_text(document) << std::endl;
 }

@@ -39,6 +39,10 @@ dpkg-deb --ctrl-tarfile "$packages/liblpa1_${version}_$architecture.deb" | tar -
 dpkg-deb -c "$packages/liblpa-dev_${version}_$architecture.deb" | grep -q ' ./usr/lib/liblpa.so -> liblpa.so.1$' ||
     fail "liblpa-dev does not hold the link that linkers look for"
 
+for file in usr/share/man/man1/lpa.1 usr/share/bash-completion/completions/lpa; do
+    [ -f "$root/$file" ] || fail "the program's package holds no $file"
+done
+
 echo "== a root of nothing but these and their dependencies"
 names() { tr ',' '\n' | sed -E 's/^ *([^ :|]+).*/\1/' | grep -v -e '^lpa' -e '^liblpa' -e '^$' | LC_ALL=C sort -u; }
 { field liblpa1 Depends; field lpa-desk Depends; field lpa Depends; } | names >"$scratch/closure"

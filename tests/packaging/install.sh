@@ -42,3 +42,6 @@ cmake --build "$scratch/outside" -- --quiet
 
 echo "== lpa"
 [ "$("$prefix/bin/lpa" --version)" = "lpa $version" ] || fail "lpa --version"
+for file in man/man1/lpa.1 bash-completion/completions/lpa zsh/site-functions/_lpa zsh/vendor-completions/_lpa; do
+    [ -f "$prefix/share/$file" ] || fail "no share/$file"
+done

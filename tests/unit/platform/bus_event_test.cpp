@@ -115,8 +115,8 @@ TEST_F(bus_event, tells_that_the_broker_is_gone)
 // A broker that knows the listener as object 5, then sends these messages.
 byte_vector knows_object(const raw_message &request)
 {
-    return sim::join({encode({DATA, request.sequence, 0, sim::write_blob_uint32(A_OBJID, 5)}),
-                      status_message(request.sequence, 0)});
+    return sim::join(
+        {encode({DATA, request.sequence, 0, sim::write_blob_uint32(A_OBJID, 5)}), status_message(request.sequence, 0)});
 }
 
 TEST_F(bus_event, is_passed_over_when_malformed)
@@ -125,8 +125,7 @@ TEST_F(bus_event, is_passed_over_when_malformed)
     const byte_vector name = sim::write_blob_text(A_METHOD, "any");
     const byte_vector data = sim::write_blob_attribute(A_DATA, {});
     const auto events = [&](const raw_message &request) {
-        return sim::join({status_message(request.sequence, 0),
-                          encode({INVOKE, 1, 9, {}}),
+        return sim::join({status_message(request.sequence, 0), encode({INVOKE, 1, 9, {}}),
                           encode({INVOKE, 2, 9, sim::join({name, data})}),
                           encode({INVOKE, 3, 9, sim::join({object, data})}),
                           encode({INVOKE, 4, 9, sim::join({object, name})}),
@@ -190,9 +189,7 @@ TEST_P(message_fields, are_found_when_they_are_sound)
     blob_attr *found[2];
     EXPECT_EQ(blobmsg_parse(policy, 2, found, copy.get(), static_cast<unsigned>(input.size())), GetParam().status);
     EXPECT_EQ(found[0] != nullptr, GetParam().text != nullptr);
-    if (GetParam().text) {
-        EXPECT_STREQ(blobmsg_get_string(found[0]), GetParam().text);
-    }
+    if (GetParam().text) { EXPECT_STREQ(blobmsg_get_string(found[0]), GetParam().text); }
     EXPECT_EQ(found[1] ? int64_t{blobmsg_get_u32(found[1])} : -1, GetParam().number);
 }
 

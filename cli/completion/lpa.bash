@@ -1,0 +1,42 @@
+# Completion of lpa's command line for bash. Profiles are not completed: that would ask the card.
+
+# The command among the words before the one that is completed.
+_lpa_command()
+{
+    local i
+    for ((i = 1; i < COMP_CWORD; i++)); do
+        case ${COMP_WORDS[i]} in
+            -m | --modem | --proxy | --log-level) i=$((i + 1)) ;; # and its value
+            -*) ;;
+            *) printf '%s' "${COMP_WORDS[i]}"; return ;;
+        esac
+    done
+}
+
+_lpa()
+{
+    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} command words=''
+    COMPREPLY=()
+    case $previous in
+        -m | --modem) words='modem0 modem1 modem2 modem3 modem4' ;;
+        --log-level) words='0 1 2 3 4 5' ;;
+        --qr) mapfile -t COMPREPLY < <(compgen -f -- "$current"); return ;;
+        --proxy | --confirmation-code | --count) return ;;
+    esac
+    command=$(_lpa_command)
+    if [[ -z $words && $current == -* ]]; then
+        words='--help --modem --json --quiet --no-reload --proxy --log-level --log-to-console'
+        case $command in
+            '') words+=' --version' ;;
+            download) words+=' --qr --confirmation-code' ;;
+            delete | reset-memory | reset-settings) words+=' --yes' ;;
+            watch) words+=' --count' ;;
+        esac
+    elif [[ -z $words && -z $command ]]; then
+        words='status eid profiles notifications addresses memory download enable disable delete nickname set-smdp
+            process-notifications reset-memory reset-settings watch'
+    fi
+    mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+}
+
+complete -o filenames -F _lpa lpa
