@@ -1,0 +1,121 @@
+#!/usr/bin/env python3
+"""Carries out what a document shows, in the sandbox with a simulated router, and compares.
+
+usage: scripts/sandbox tests/documents/run_document.py SOURCE_DIR BUILD_DIR DOCUMENT
+           [COMPILER FLAGS that build a program with the library...]
+
+```console      lines after "$ " are commands; what follows each is its output, standard error included.
+                A line "..." stands for any lines. The server's port is a free one, whatever the document says.
+<!-- run: F --> the block that follows is file F; a .c or .cpp is also built, as ./F without its suffix.
+<!-- from: F --> the block that follows stands in the source F; "..." is left out there.
+
+The router is at $ROUTER, LPA_MODEMS set, lpa and sim-control in PATH, and the directory a new one. A document that
+shows scripts/demo gets neither router nor directory: the demo has its own.
+"""
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+PORT = re.compile(r"localhost:\d+")
+
+
+def blocks(text):
+    """(language, "run" or "from", file, lines) of every fenced block."""
+    found = re.compile(r"(?:<!-- (run|from): (\S+) -->\n)?^```(\w*)\n(.*?)^```$", re.M | re.S)
+    return [(match[3], match[1], match[2], match[4].splitlines()) for match in found.finditer(text)]
+
+
+def commands(lines):
+    """(command, expected lines); a command goes on while its lines end with a backslash."""
+    result = []
+    for line in lines:
+        if result and result[-1][0].endswith("\\"):
+            result[-1][0] += "\n" + line
+        elif line.startswith("$ "):
+            result.append([line[2:], []])
+        else:
+            result[-1][1].append(line)
+    return result
+
+
+def as_pattern(lines):
+    any_lines = "(?:.*\n)*"
+    return re.compile("".join(any_lines if line == "..." else re.escape(PORT.sub("localhost:PORT", line) + "\n")
+                              for line in lines))
+
+
+def without_empty_end(lines):
+    while lines and not lines[-1]:
+        lines = lines[:-1]  # the empty line before the next command
+    return lines
+
+
+def stands_in(lines, file):
+    if as_pattern(lines).search(file.read_text()):
+        return True
+    print(f"not in {file}:\n" + "\n".join(lines))
+    return False
+
+
+def run(command, server, environment):
+    if server:
+        command = PORT.sub(server, command)
+    done = subprocess.run(["bash", "-c", command], env=environment, stdin=subprocess.DEVNULL, text=True,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    return PORT.sub("localhost:PORT", done.stdout)
+
+
+def build(name, compiler):
+    source = pathlib.Path(name)
+    language = {".c": ["-xc", "-std=c11"], ".cpp": ["-xc++", "-std=c++20"]}[source.suffix]
+    subprocess.run([compiler[0], *language, "-Wall", "-Wextra", "-Werror", name, "-xnone", *compiler[1:], "-o",
+                    source.stem] + (["-lstdc++"] if source.suffix == ".cpp" else []), check=True)
+    return True
+
+
+def carry_out(text, source, server, environment, compiler):
+    results = []
+    for language, what, name, lines in blocks(text):
+        if what == "from":
+            results.append(stands_in(lines, pathlib.Path(source, name)))
+        if what == "run":
+            pathlib.Path(name).write_text("\n".join(lines) + "\n")
+        if what == "run" and name.endswith((".c", ".cpp")):
+            results.append(build(name, compiler))
+        if language != "console":
+            continue
+        for command, expected in commands(lines):
+            output = run(command, server, environment)
+            results.append(as_pattern(without_empty_end(expected)).fullmatch(output) is not None)
+            if not results[-1]:
+                print(f"$ {command}\n-- printed\n{output}-- instead of\n" + "\n".join(expected))
+    print(f"{len(results)} commands, programs and excerpts, {results.count(False)} failures")
+    return bool(results) and all(results)
+
+
+def main(source, build_directory, document, *compiler):
+    text = pathlib.Path(document).read_text()
+    environment = dict(os.environ, ROUTER="/tmp/mobile/router", LPA_MODEMS="/tmp/mobile/router/modems.json",
+                       NO_COLOR="1", LD_LIBRARY_PATH=build_directory,
+                       PATH=f"{build_directory}/cli:{source}/scripts:" + os.environ["PATH"])
+    if "$ scripts/demo" in text:
+        os.chdir(source)
+        return carry_out(text, source, None, os.environ, compiler)
+    router = subprocess.Popen([f"{build_directory}/simulator/router-sim", environment["ROUTER"], "--modems", "2"],
+                              stdout=subprocess.PIPE, text=True)
+    try:
+        server = re.search(r'"server": ?"([^"]+)"', router.stdout.readline())[1]
+        with tempfile.TemporaryDirectory() as directory:
+            os.chdir(directory)
+            return carry_out(text, source, server, environment, compiler)
+    finally:
+        router.terminate()
+        router.wait()
+
+
+if len(sys.argv) < 4:
+    sys.exit(__doc__.strip())
+sys.exit(0 if main(*sys.argv[1:]) else 1)
