@@ -1,16 +1,16 @@
 #!/usr/bin/env python3
-"""Carries out what a document shows, in the sandbox with a simulated router, and compares.
+"""Carries out what a document shows, beside a simulated router, and compares.
 
-usage: scripts/sandbox tests/documents/run_document.py SOURCE_DIR BUILD_DIR DOCUMENT
-           [COMPILER FLAGS that build a program with the library...]
+usage: scripts/desk tests/documents/run_document.py SOURCE_DIR DOCUMENT [COMPILER FLAG...]
+       The compiler and its flags build a program with the library.
 
 ```console      lines after "$ " are commands; what follows each is its output, standard error included.
                 A line "..." stands for any lines. The server's port is a free one, whatever the document says.
 <!-- run: F --> the block that follows is file F; a .c or .cpp is also built, as ./F without its suffix.
 <!-- from: F --> the block that follows stands in the source F; "..." is left out there.
 
-The router is at $ROUTER, LPA_MODEMS set, lpa and sim-control in PATH, and the directory a new one. A document that
-shows scripts/demo gets neither router nor directory: the demo has its own.
+The directory is a new one. A document that shows scripts/demo is run in the source's, and in scripts/sandbox alone: the
+demo has a router of its own.
 """
 import os
 import pathlib
@@ -60,10 +60,9 @@ def stands_in(lines, file):
     return False
 
 
-def run(command, server, environment):
-    if server:
-        command = PORT.sub(server, command)
-    done = subprocess.run(["bash", "-c", command], env=environment, stdin=subprocess.DEVNULL, text=True,
+def run(command):
+    command = PORT.sub(os.environ.get("SERVER", ""), command)
+    done = subprocess.run(["bash", "-c", command], env=dict(os.environ, NO_COLOR="1"), stdin=subprocess.DEVNULL, text=True,
                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     return PORT.sub("localhost:PORT", done.stdout)
 
@@ -76,7 +75,7 @@ def build(name, compiler):
     return True
 
 
-def carry_out(text, source, server, environment, compiler):
+def carry_out(text, source, compiler):
     results = []
     for language, what, name, lines in blocks(text):
         if what == "from":
@@ -88,7 +87,7 @@ def carry_out(text, source, server, environment, compiler):
         if language != "console":
             continue
         for command, expected in commands(lines):
-            output = run(command, server, environment)
+            output = run(command)
             results.append(as_pattern(without_empty_end(expected)).fullmatch(output) is not None)
             if not results[-1]:
                 print(f"$ {command}\n-- printed\n{output}-- instead of\n" + "\n".join(expected))
@@ -96,26 +95,16 @@ def carry_out(text, source, server, environment, compiler):
     return bool(results) and all(results)
 
 
-def main(source, build_directory, document, *compiler):
+def main(source, document, *compiler):
     text = pathlib.Path(document).read_text()
-    environment = dict(os.environ, ROUTER="/tmp/mobile/router", LPA_MODEMS="/tmp/mobile/router/modems.json",
-                       NO_COLOR="1", LD_LIBRARY_PATH=build_directory,
-                       PATH=f"{build_directory}/cli:{source}/scripts:" + os.environ["PATH"])
     if "$ scripts/demo" in text:
         os.chdir(source)
-        return carry_out(text, source, None, os.environ, compiler)
-    router = subprocess.Popen([f"{build_directory}/simulator/router-sim", environment["ROUTER"], "--modems", "2"],
-                              stdout=subprocess.PIPE, text=True)
-    try:
-        server = re.search(r'"server": ?"([^"]+)"', router.stdout.readline())[1]
-        with tempfile.TemporaryDirectory() as directory:
-            os.chdir(directory)
-            return carry_out(text, source, server, environment, compiler)
-    finally:
-        router.terminate()
-        router.wait()
+        return carry_out(text, source, compiler)
+    with tempfile.TemporaryDirectory() as directory:
+        os.chdir(directory)
+        return carry_out(text, source, compiler)
 
 
-if len(sys.argv) < 4:
+if len(sys.argv) < 3:
     sys.exit(__doc__.strip())
 sys.exit(0 if main(*sys.argv[1:]) else 1)
