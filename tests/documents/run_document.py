@@ -7,10 +7,8 @@ usage: scripts/desk tests/documents/run_document.py SOURCE_DIR DOCUMENT [COMPILE
 ```console      lines after "$ " are commands; what follows each is its output, standard error included.
                 A line "..." stands for any lines. The server's port is a free one, whatever the document says.
 <!-- run: F --> the block that follows is file F; a .c or .cpp is also built, as ./F without its suffix.
+<!-- output: C --> the block that follows is what command C prints, run in the source's directory.
 <!-- from: F --> the block that follows stands in the source F; "..." is left out there.
-
-The directory is a new one. A document that shows scripts/demo is run in the source's, and in scripts/sandbox alone: the
-demo has a router of its own.
 """
 import os
 import pathlib
@@ -23,8 +21,8 @@ PORT = re.compile(r"localhost:\d+")
 
 
 def blocks(text):
-    """(language, "run" or "from", file, lines) of every fenced block."""
-    found = re.compile(r"(?:<!-- (run|from): (\S+) -->\n)?^```(\w*)\n(.*?)^```$", re.M | re.S)
+    """(language, what the remark before it says, its argument, lines) of every fenced block."""
+    found = re.compile(r"(?:<!-- (run|from|output): (.+) -->\n)?^```(\w*)\n(.*?)^```$", re.M | re.S)
     return [(match[3], match[1], match[2], match[4].splitlines()) for match in found.finditer(text)]
 
 
@@ -60,9 +58,9 @@ def stands_in(lines, file):
     return False
 
 
-def run(command):
+def run(command, directory="."):
     command = PORT.sub(os.environ.get("SERVER", ""), command)
-    done = subprocess.run(["bash", "-c", command], env=dict(os.environ, NO_COLOR="1"), stdin=subprocess.DEVNULL, text=True,
+    done = subprocess.run(["bash", "-c", command], cwd=directory, env=dict(os.environ, NO_COLOR="1"), stdin=subprocess.DEVNULL, text=True,
                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     return PORT.sub("localhost:PORT", done.stdout)
 
@@ -75,31 +73,33 @@ def build(name, compiler):
     return True
 
 
+def prints(command, expected, directory="."):
+    output = run(command, directory)
+    if as_pattern(expected).fullmatch(output):
+        return True
+    print(f"$ {command}\n-- printed\n{output}-- instead of\n" + "\n".join(expected))
+    return False
+
+
 def carry_out(text, source, compiler):
     results = []
-    for language, what, name, lines in blocks(text):
+    for language, what, argument, lines in blocks(text):
         if what == "from":
-            results.append(stands_in(lines, pathlib.Path(source, name)))
+            results.append(stands_in(lines, pathlib.Path(source, argument)))
+        if what == "output":
+            results.append(prints(argument, lines, source))
         if what == "run":
-            pathlib.Path(name).write_text("\n".join(lines) + "\n")
-        if what == "run" and name.endswith((".c", ".cpp")):
-            results.append(build(name, compiler))
-        if language != "console":
-            continue
-        for command, expected in commands(lines):
-            output = run(command)
-            results.append(as_pattern(without_empty_end(expected)).fullmatch(output) is not None)
-            if not results[-1]:
-                print(f"$ {command}\n-- printed\n{output}-- instead of\n" + "\n".join(expected))
+            pathlib.Path(argument).write_text("\n".join(lines) + "\n")
+        if what == "run" and argument.endswith((".c", ".cpp")):
+            results.append(build(argument, compiler))
+        if language == "console":
+            results += [prints(command, without_empty_end(expected)) for command, expected in commands(lines)]
     print(f"{len(results)} commands, programs and excerpts, {results.count(False)} failures")
     return bool(results) and all(results)
 
 
 def main(source, document, *compiler):
     text = pathlib.Path(document).read_text()
-    if "$ scripts/demo" in text:
-        os.chdir(source)
-        return carry_out(text, source, compiler)
     with tempfile.TemporaryDirectory() as directory:
         os.chdir(directory)
         return carry_out(text, source, compiler)
