@@ -22,7 +22,7 @@ PORT = re.compile(r"localhost:\d+")
 
 def blocks(text):
     """(language, what the remark before it says, its argument, lines) of every fenced block."""
-    found = re.compile(r"(?:<!-- (run|from|output): (.+) -->\n)?^```(\w*)\n(.*?)^```$", re.M | re.S)
+    found = re.compile(r"(?:<!-- (run|from|output): ([^\n]+) -->\n)?^```(\w*)\n(.*?)^```$", re.M | re.S)
     return [(match[3], match[1], match[2], match[4].splitlines()) for match in found.finditer(text)]
 
 
@@ -60,8 +60,8 @@ def stands_in(lines, file):
 
 def run(command, directory="."):
     command = PORT.sub(os.environ.get("SERVER", ""), command)
-    done = subprocess.run(["bash", "-c", command], cwd=directory, env=dict(os.environ, NO_COLOR="1"), stdin=subprocess.DEVNULL, text=True,
-                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    done = subprocess.run(["bash", "-c", command], cwd=directory, env=dict(os.environ, NO_COLOR="1"),
+                          text=True, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     return PORT.sub("localhost:PORT", done.stdout)
 
 
