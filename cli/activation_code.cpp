@@ -21,13 +21,6 @@ std::string trimmed(const std::string &line)
     return begin == std::string::npos ? "" : line.substr(begin, line.find_last_not_of(blanks) - begin + 1);
 }
 
-bool is_activation_code(const std::string &text)
-{
-    constexpr size_t prefix_length = 4;
-    const bool has_prefix = strncasecmp(text.c_str(), "LPA:", prefix_length) == 0;
-    return text.substr(has_prefix ? prefix_length : 0).starts_with("1$");
-}
-
 struct finished_program {
     int error = 0;  // why it could not be started
     int status = 0; // its exit status, -1 when a signal ended it
@@ -115,6 +108,13 @@ std::optional<outcome> read_code_from_picture(std::string &code, const std::stri
         return ended(EXIT__NOT_FOUND, file + " shows several activation codes: cut out the one that is meant");
     code = *codes.begin();
     return {};
+}
+
+bool is_activation_code(const std::string &text)
+{
+    constexpr size_t prefix_length = 4;
+    const bool has_prefix = strncasecmp(text.c_str(), "LPA:", prefix_length) == 0;
+    return text.substr(has_prefix ? prefix_length : 0).starts_with("1$");
 }
 
 bool needs_confirmation_code(const std::string &code)

@@ -118,7 +118,11 @@ std::optional<outcome> complete_activation_code(command_input &input, const stre
     input.arguments.resize(1);
     auto end = input.picture.empty() ? read_code(input.arguments[0], streams.in)
                                      : read_code_from_picture(input.arguments[0], input.picture);
-    return end ? end : complete_confirmation_code(input, streams);
+    if (end) return end;
+    if (!is_activation_code(input.arguments[0]))
+        return ended(EXIT__USAGE, "this is no activation code: it begins with LPA:1$ or 1$, in single quotes (') since "
+                                  "the shell takes $ for itself");
+    return complete_confirmation_code(input, streams);
 }
 
 std::optional<outcome> complete_arguments(const command &command, command_input &input, const streams &streams)

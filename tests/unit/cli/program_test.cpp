@@ -335,6 +335,7 @@ INSTANTIATE_TEST_SUITE_P(table, wrong_usage, testing::ValuesIn(std::vector<std::
     {"watch", "--count", "0"},
     {"eid", "--count", "1"},
     {"download", "1$a$b", "--qr", "file"},
+    {"download", "LPA:1.example"}, // what the shell leaves of an unquoted code
     {"download", "1$a$b$$1"}, // nobody to ask for the confirmation code
     {"enable", ""},
 }));
