@@ -28,6 +28,8 @@ if(NOT LPA_SANITIZE) # the sanitizers' run-time is only present in the program
 endif()
 target_link_libraries(lpa PRIVATE lpa_small lpa_platform CURL::libcurl Threads::Threads)
 target_include_directories(lpa INTERFACE $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
+# It was linked with everything it needs, which a cross linker would not find again.
+target_link_options(lpa INTERFACE $<BUILD_INTERFACE:-Wl,--allow-shlib-undefined>)
 
 add_library(lpa_archive STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:lpa_objects>)
 target_link_libraries(lpa_archive PUBLIC lpa_platform_interface CURL::libcurl Threads::Threads)

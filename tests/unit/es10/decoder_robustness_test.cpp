@@ -12,7 +12,7 @@ namespace {
 bool within(const void *pointer, uint32_t size, const uint8_t *answer, uint32_t length)
 {
     const auto *first = static_cast<const uint8_t *>(pointer);
-    return first >= answer && first <= answer + length && size <= answer + length - first;
+    return first >= answer && first <= answer + length && size <= static_cast<size_t>(answer + length - first);
 }
 
 template <auto decode> uint32_t result_of(const uint8_t *answer, uint32_t length)
