@@ -11,15 +11,27 @@
 #include <vector>
 
 namespace {
-bool mutex_init_fails = false;
+bool mutexes_fail = false;
 }
 
 extern "C" { // the linker's --wrap
 int __real_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attributes);
+int __real_pthread_mutex_lock(pthread_mutex_t *mutex);
+int __real_pthread_mutex_unlock(pthread_mutex_t *mutex);
 
 int __wrap_pthread_mutex_init(pthread_mutex_t *mutex, const pthread_mutexattr_t *attributes)
 {
-    return mutex_init_fails ? ENOMEM : __real_pthread_mutex_init(mutex, attributes);
+    return mutexes_fail ? ENOMEM : __real_pthread_mutex_init(mutex, attributes);
+}
+
+int __wrap_pthread_mutex_lock(pthread_mutex_t *mutex)
+{
+    return mutexes_fail ? ENOTRECOVERABLE : __real_pthread_mutex_lock(mutex);
+}
+
+int __wrap_pthread_mutex_unlock(pthread_mutex_t *mutex)
+{
+    return mutexes_fail ? EPERM : __real_pthread_mutex_unlock(mutex);
 }
 }
 
@@ -76,9 +88,9 @@ TEST_F(semaphore, without_memory_is_not_made)
 
 TEST_F(semaphore, without_a_mutex_is_not_made)
 {
-    mutex_init_fails = true;
+    mutexes_fail = true;
     EXPECT_EQ(make_semaphore(), nullptr);
-    mutex_init_fails = false;
+    mutexes_fail = false;
     EXPECT_EQ(log.up_to(LOG__TRACE), "1 [SEMAPHORE]\t[make_semaphore] Mutex initalization failed\n");
 }
 
@@ -98,36 +110,25 @@ TEST_F(semaphore, whose_mutex_is_locked_cannot_destroy_it_and_is_freed_all_the_s
     EXPECT_EQ(log.up_to(LOG__TRACE), "1 [MUTEX]\tMutex destroy failed, rc " + std::to_string(EBUSY) + "\n");
 }
 
-// A robust mutex whose owner died, unlocked without being repaired, can never be locked again.
-void make_unusable(pthread_mutex_t *mutex)
-{
-    pthread_mutexattr_t attributes;
-    pthread_mutexattr_init(&attributes);
-    pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
-    pthread_mutex_init(mutex, &attributes);
-    pthread_mutexattr_destroy(&attributes);
-    std::thread([mutex] { pthread_mutex_lock(mutex); }).join();
-    ASSERT_EQ(pthread_mutex_lock(mutex), EOWNERDEAD);
-    ASSERT_EQ(pthread_mutex_unlock(mutex), 0);
-}
-
 TEST_F(semaphore, whose_mutex_fails_works_on_and_says_so)
 {
-    Semaphore broken = {};
-    broken.available = 0;
-    make_unusable(&broken.mutex);
-    const std::string lock_code = std::to_string(ENOTRECOVERABLE);
-    const std::string unlock_code = std::to_string(EPERM);
+    Semaphore *made = make_semaphore();
+    ASSERT_EQ(semaphore_take(made), 0);
 
-    semaphore_give(&broken);
-    EXPECT_EQ(broken.available, 1U);
-    EXPECT_EQ(semaphore_take(&broken), 0);
-    EXPECT_EQ(broken.available, 0U);
-    EXPECT_EQ(log.up_to(LOG__TRACE), "1 [SEMAPHORE]\t[semaphore_give] Mutex lock failed, rc " + lock_code + "\n" +
-                                         "1 [SEMAPHORE]\t[semaphore_give] Mutex unlock failed, rc " + unlock_code +
-                                         "\n" + "1 [SEMAPHORE]\t[semaphore_take] Mutex lock failed, rc " + lock_code +
-                                         "\n" + "1 [SEMAPHORE]\t[semaphore_take] Mutex unlock failed, rc " +
-                                         unlock_code + "\n");
-    pthread_mutex_destroy(&broken.mutex);
+    mutexes_fail = true;
+    semaphore_give(made);
+    const int32_t taken = semaphore_take(made);
+    const int32_t taken_again = semaphore_take(made);
+    mutexes_fail = false;
+
+    EXPECT_EQ(taken, 0);
+    EXPECT_EQ(taken_again, -1);
+    const auto failures = [](const std::string &function) {
+        return "1 [SEMAPHORE]\t[" + function + "] Mutex lock failed, rc " + std::to_string(ENOTRECOVERABLE) +
+               "\n1 [SEMAPHORE]\t[" + function + "] Mutex unlock failed, rc " + std::to_string(EPERM) + "\n";
+    };
+    EXPECT_EQ(log.up_to(LOG__TRACE),
+              failures("semaphore_give") + failures("semaphore_take") + failures("semaphore_take"));
+    semaphore_destroy(made);
 }
 } // namespace
