@@ -11,16 +11,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
-#include <sys/resource.h>
+#include <time.h>
 
 using nlohmann::json;
 
 namespace {
-double user_seconds()
+// The kernel's included: what it calls user time is an estimate from where its ticks fell.
+double processor_seconds()
 {
-    rusage usage = {};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_utime.tv_sec) + static_cast<double>(usage.ru_utime.tv_usec) / 1e6;
+    timespec used = {};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+    return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) / 1e9;
 }
 
 void download(const std::string &activation_code)
@@ -47,9 +48,9 @@ json measure(uint32_t size, uint32_t latency)
     desk.modem_does({{"do", "set"}, {"latency_ms", latency}});
     const json order = desk.add_order({{"matching_id", "BENCH"}, {"size", size}});
     const double start = clock_seconds();
-    const double user_start = user_seconds();
+    const double processor_start = processor_seconds();
     download(order.at("activation_code"));
-    const double user = user_seconds() - user_start;
+    const double processor = processor_seconds() - processor_start;
     const double total = clock_seconds() - start;
     const least_commands least = least_commands_of_download(traffic(desk));
     const outside_use &use = outside();
@@ -59,7 +60,7 @@ json measure(uint32_t size, uint32_t latency)
             {"least_at_commands", least.all},
             {"heap_peak", heap_peak()},
             {"largest_answer", use.largest_answer},
-            {"user_seconds", user},
+            {"processor_seconds", processor},
             {"seconds",
              {{"all", total},
               {"modem", use.modem_seconds},
