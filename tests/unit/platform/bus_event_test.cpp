@@ -3,6 +3,7 @@
 #include "simulator/bus_broker.h"
 #include "support/bytes.h"
 #include "unit/platform/bus_peer.h"
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <optional>
 #include <poll.h>
@@ -184,7 +185,7 @@ TEST_P(message_fields, are_found_when_they_are_sound)
     const byte_vector input = bytes(GetParam().input);
     // As large as the message and no larger, so that the sanitizer sees what is read behind it.
     const std::unique_ptr<char, void (*)(void *)> copy(static_cast<char *>(malloc(input.size() + 1)), free);
-    memcpy(copy.get(), input.data(), input.size());
+    std::ranges::copy(input, copy.get());
     const blobmsg_policy policy[] = {{"a", BLOBMSG_TYPE_STRING}, {"bc", BLOBMSG_TYPE_INT32}};
     blob_attr *found[2];
     EXPECT_EQ(blobmsg_parse(policy, 2, found, copy.get(), static_cast<unsigned>(input.size())), GetParam().status);
