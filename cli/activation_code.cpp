@@ -14,6 +14,7 @@ namespace {
 
 constexpr const char *blanks = " \t\r\n";
 constexpr int zbarimg_found_nothing = 4;
+constexpr int never_started = 127; // POSIX: when posix_spawn had returned before it knew
 
 std::string trimmed(const std::string &line)
 {
@@ -77,7 +78,8 @@ std::set<std::string> activation_codes(const std::string &lines)
 // Why there are no lines to look at; empty when there are.
 std::string problem_of(const finished_program &zbarimg, const std::string &file)
 {
-    if (zbarimg.error == ENOENT) return "zbarimg, which reads QR codes, is not there: install zbar-tools";
+    if (zbarimg.error == ENOENT || zbarimg.status == never_started)
+        return "zbarimg, which reads QR codes, is not there: install zbar-tools";
     if (zbarimg.error != 0) return std::string("zbarimg cannot be started: ") + strerror(zbarimg.error);
     if (zbarimg.status == zbarimg_found_nothing) return file + " shows no QR code";
     return zbarimg.status == 0 ? "" : file + " is no picture that zbarimg can read";
