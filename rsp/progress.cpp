@@ -80,4 +80,5 @@ void LPA__set_progress_callback(void (*callback)(const lpa_progress *progress, v
 {
     listener = callback;
     listener_context = context;
+    progress__forget_profile(); // whatever the one before was told
 }

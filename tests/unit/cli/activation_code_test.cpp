@@ -136,6 +136,7 @@ INSTANTIATE_TEST_SUITE_P(table, no_picture,
                              {"that_is_none", "echo broken >&2; exit 1", "no picture that zbarimg can read"},
                              {"of_something_else", "echo https://a.example", "is no activation code"},
                              {"of_several_codes", "echo '1$a$b'; echo 'lpa:1$c$d'", "several activation codes"},
+                             {"whose_reader_cannot_be_started", "exit 127", "install zbar-tools"},
                              {"whose_reader_is_killed", "kill -9 $$", "no picture that zbarimg can read"},
                          }),
                          [](const auto &info) { return std::string(info.param.name); });

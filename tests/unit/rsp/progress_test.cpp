@@ -91,7 +91,6 @@ TEST(cut_metadata, tells_what_is_there_as_a_whole)
 
 TEST(progress, is_told_to_the_last_callback_alone)
 {
-    progress__forget_profile(); // another test's
     progress_capture first;
     {
         progress_capture second;
