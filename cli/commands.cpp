@@ -50,7 +50,7 @@ const std::vector<command> &commands()
          .run = [](input in) { return call(LPA__process_notifications, in.modem); }, .done = "Notifications processed."},
         {.name = "reset-memory", .help = "Delete every profile and the default SM-DP+ address", .example = "--yes", .arguments = {},
          .run = [](input in) { return call(LPA__reset_memory, in.modem); }, .done = "Memory reset.",
-         .question = "Delete every profile from the card?"},
+         .question = "Delete every profile and the default SM-DP+ address from the card?"},
         {.name = "reset-settings", .help = "Delete every profile but the manufacturing and bootstrap ones", .example = "--yes", .arguments = {},
          .run = [](input in) { return call(reset_settings, in.modem); }, .done = "Settings reset.",
          .question = "Delete every profile but the manufacturing and bootstrap ones from the card?"},

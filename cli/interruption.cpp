@@ -18,7 +18,7 @@ constexpr interruption interruptions[] = {
     {SIGTSTP, "{\"result\":148,\"description\":\"Stopped\"}\n"},
 };
 constexpr const char *notice =
-    "\nlpa: interrupted; the card is whole, and the next command tidies up: lpa status shows what is there\n";
+    "\nlpa: interrupted; if something was under way, the card is whole: lpa status shows what is there\n";
 
 volatile sig_atomic_t owes_document = 0;
 volatile sig_atomic_t is_input_hidden = 0;

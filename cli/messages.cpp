@@ -8,7 +8,8 @@ namespace {
 // clang-format off
 constexpr message messages[] = {
     {RESULT__FATAL_ERROR, nullptr,
-     "The library could not go on: modem lock, bus, card or server did not answer as they should.",
+     "The library could not go on: modem lock, bus, card or server did not answer as they should, the server or proxy refused "
+     "the connection, or the confirmation code is wrong (attempts are counted).",
      "Read the end of /tmp/mobile/lpa.log; repeat with --log-level 4 --log-to-console to watch each step."},
     {RESULT__NOT_SUPPORTED, nullptr,
      "The library does not offer this.",
@@ -48,14 +49,16 @@ constexpr message messages[] = {
      "The server refused the card or the activation code: unknown, expired, already used, or meant for another card.",
      "Compare the code with the provider's letter and the EID (lpa eid) with the one ordered for; else ask for a new code."},
     {RESULT__MODEM_ERROR, nullptr,
-     "The AT command could not be sent: the terminal is not there, another program holds it, or the modem is silent.",
-     "Check the terminal in the modem configuration, and stop modem managers that use the same port."},
+     "The AT command could not be sent: the modem or its terminal is not known or not there, another program holds it, or the "
+     "modem is silent.",
+     "Check the modem's terminal in the file that LPA_MODEMS names, else /etc/lpa/modems.json, and stop modem managers that "
+     "use the same port."},
     {RESULT__SIM_CARD_ERROR, nullptr,
      "The modem answered ERROR twice: no card in the slot, radio off, or no AT+CSIM.",
      "Check the card; send AT+CFUN=1 or restart the modem; check that this port knows AT+CSIM."},
     {RESULT__EUICC_RESULT, nullptr,
      "The request reached the card, and this is the card's own answer.",
-     "lpa profiles shows the states: only a disabled profile can be enabled or deleted, only an enabled one disabled."},
+     "lpa profiles shows what is there: only a disabled profile can be enabled or deleted, only an enabled one disabled."},
     {RESULT__ISDR_UNREACHABLE, "eUICC not reached",
      "The card answers, but its ISD-R could not be selected: it is no eUICC, or it is still starting.",
      "Wait some seconds and try again; if it stays, check that the card is an eUICC."},

@@ -188,6 +188,13 @@ std::string check_modem(const std::string &name)
     return is_known ? "" : "there is modem0 to modem4, not " + printable(name);
 }
 
+std::string check_count(const std::string &text)
+{
+    const bool is_count = text.size() <= 9 && text.find_first_not_of("0123456789") == std::string::npos &&
+                          text.find_first_not_of('0') != std::string::npos;
+    return is_count ? "" : "there is no such number of events: " + printable(text);
+}
+
 void add_global_options(CLI::App &app, options &options)
 {
     options.input.modem = "modem0";
@@ -230,7 +237,7 @@ CLI::App *add_command(CLI::App &app, const command &command, options &options)
     if (command.question) added->add_flag("--yes", options.yes, "Do not ask first");
     if (!command.run)
         added->add_option("--count", options.input.event_count, "End after so many events")
-            ->check(CLI::PositiveNumber.description(""))
+            ->check(check_count)
             ->type_name("N");
     added->footer(std::string("Example: lpa ") + command.name + (*command.example ? " " : "") + command.example);
     return added;

@@ -50,6 +50,13 @@ TEST_F(watch, ends_after_so_many_events)
     EXPECT_EQ(run({"watch", "--count", "1"}).out, "modem0: profile enabling: done\n");
 }
 
+TEST_F(watch, takes_no_other_number_of_events)
+{
+    for (const char *count : {"0", "-1", "1.5", "many", "1234567890", ""})
+        EXPECT_EQ(run({"watch", "--count", count}).status, EXIT__USAGE) << count;
+    EXPECT_THAT(run({"watch", "--count", "0"}).err, HasSubstr("there is no such number of events: 0"));
+}
+
 TEST_F(watch, tells_that_the_bus_is_gone)
 {
     library.events = {{"gsm.modem0", 1, 0, ""}};
