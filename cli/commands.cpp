@@ -54,7 +54,7 @@ const std::vector<command> &commands()
         {.name = "reset-settings", .help = "Delete every profile but the manufacturing and bootstrap ones", .example = "--yes", .arguments = {},
          .run = [](input in) { return call(reset_settings, in.modem); }, .done = "Settings reset.",
          .question = "Delete every profile but the manufacturing and bootstrap ones from the card?"},
-        {.name = "watch", .help = "Print update events of all modems as they happen", .example = "--count 1", .arguments = {},
+        {.name = "watch", .help = "Print update events as they happen, of all modems unless -m names one", .example = "--count 1", .arguments = {},
          .run = nullptr},
     };
     // clang-format on

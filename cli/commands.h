@@ -7,7 +7,7 @@
 #include <vector>
 
 struct command_input {
-    std::string modem;
+    std::string modem;                  // of watch also empty: all
     std::vector<std::string> arguments; // one for each of the command's
     std::string confirmation_code;      // of download
     std::string picture;                // of download

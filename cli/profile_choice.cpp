@@ -39,7 +39,8 @@ std::optional<outcome> choose_profile(const std::string &modem, std::string &pro
     for (const json &candidate : *list.document)
         if (is_meant(candidate, profile)) meant.push_back(candidate);
     if (meant.empty())
-        return not_found("no profile on the card has the ICCID, its end or the nickname '" + profile + "'",
+        return not_found("no profile on the card has '" + profile +
+                             "' as ICCID, its end (4 digits or more) or nickname",
                          *list.document);
     if (meant.size() > 1) return not_found("several profiles are meant by '" + profile + "'", meant);
     profile = meant[0].value("iccid", "");

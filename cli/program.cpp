@@ -15,6 +15,8 @@
 
 namespace {
 
+constexpr const char *default_modem = "modem0";
+
 struct options {
     command_input input;
     bool as_json = false;
@@ -161,7 +163,9 @@ void hand_to_library(options &options)
 
 outcome run_command(const command &command, options &options, const streams &streams)
 {
-    if (!command.run) return watch_updates(options.input.event_count, options.as_json, streams.out, streams.err);
+    if (!command.run)
+        return watch_updates(options.input.modem, options.input.event_count, options.as_json, streams.out, streams.err);
+    if (options.input.modem.empty()) options.input.modem = default_modem;
     if (auto end = complete_arguments(command, options.input, streams)) return *end;
     if (auto end = ask_first(command, options, streams)) return *end;
     std::optional<progress_display> display;
@@ -188,24 +192,34 @@ std::string check_modem(const std::string &name)
     return is_known ? "" : "there is modem0 to modem4, not " + printable(name);
 }
 
+bool is_number_from_1(const std::string &text, size_t most_digits)
+{
+    return text.size() <= most_digits && text.find_first_not_of("0123456789") == std::string::npos &&
+           text.find_first_not_of('0') != std::string::npos;
+}
+
 std::string check_count(const std::string &text)
 {
-    const bool is_count = text.size() <= 9 && text.find_first_not_of("0123456789") == std::string::npos &&
-                          text.find_first_not_of('0') != std::string::npos;
-    return is_count ? "" : "there is no such number of events: " + printable(text);
+    return is_number_from_1(text, 9) ? "" : "there is no such number of events: " + printable(text);
+}
+
+std::string check_proxy(const std::string &text)
+{
+    const size_t colon = text.rfind(':');
+    const bool is_proxy = colon != std::string::npos && colon > 0 && is_number_from_1(text.substr(colon + 1), 5);
+    return is_proxy ? "" : "a proxy is given as HOST:PORT, not " + printable(text);
 }
 
 void add_global_options(CLI::App &app, options &options)
 {
-    options.input.modem = "modem0";
     app.add_option("-m,--modem", options.input.modem, "modem0 to modem4")
         ->check(check_modem)
         ->type_name("MODEM")
-        ->capture_default_str();
+        ->default_str(default_modem);
     app.add_flag("--json", options.as_json, "Print one JSON document, whatever happens");
     app.add_flag("-q,--quiet", options.quiet, "Show no progress, only results and errors");
     app.add_flag("--no-reload", options.no_reload, "Leave the modem alone after profile changes");
-    app.add_option("--proxy", options.proxy, "SOCKS5 proxy for the server")->type_name("HOST:PORT");
+    app.add_option("--proxy", options.proxy, "SOCKS5 proxy for the server")->check(check_proxy)->type_name("HOST:PORT");
     app.add_option("--log-level", options.log_level, "0 (nothing) to 5 (everything) instead of the configured level")
         ->check(CLI::Range(0, 5).description(""))
         ->type_name("N");
@@ -260,6 +274,23 @@ constexpr const char *footer = R"(Exit status: the library's result code.
   74  the outcome could not be written to standard output
  130  interrupted; other signals likewise, 128 and their number)";
 
+std::string what_is_wrong(const CLI::App &app, const CLI::Error &error)
+{
+    const auto unknown = app.remaining(true);
+    if (unknown.empty() || error.get_exit_code() != static_cast<int>(CLI::ExitCodes::ExtrasError))
+        return printable(error.what());
+    const bool is_command = app.get_subcommands().empty() && !unknown[0].starts_with('-');
+    return (is_command ? "there is no command " : "not expected: ") + printable(unknown[0]);
+}
+
+std::string tell_wrong_usage(const CLI::App *app, const CLI::Error &error)
+{
+    const auto commands = app->get_subcommands();
+    const std::string command = commands.empty() ? "" : commands[0]->get_name();
+    return "lpa: " + (command.empty() ? "" : command + ": ") + what_is_wrong(*app, error) + "\n  Next: lpa " +
+           (command.empty() ? "" : command + " ") + "--help\n";
+}
+
 // A command line that cannot be read may still ask for JSON.
 bool asks_for_json(int argc, const char *const *argv)
 {
@@ -277,6 +308,7 @@ int run_program(int argc, const char *const *argv, std::istream &in, std::ostrea
     add_global_options(app, options);
     app.require_subcommand(0, 1); // none is told below, after what was not understood
     app.footer(footer);
+    app.failure_message(tell_wrong_usage);
     std::vector<CLI::App *> subcommands;
     for (const command &command : commands())
         subcommands.push_back(add_command(app, command, options));
@@ -286,7 +318,7 @@ int run_program(int argc, const char *const *argv, std::istream &in, std::ostrea
         if (app.get_subcommands().empty()) throw CLI::RequiredError("a command");
     } catch (const CLI::ParseError &error) {
         if (app.exit(error, out, err) == 0) return EXIT_SUCCESS;
-        if (asks_for_json(argc, argv)) print_json(ended(EXIT__USAGE, error.what()), streams.out);
+        if (asks_for_json(argc, argv)) print_json(ended(EXIT__USAGE, what_is_wrong(app, error)), streams.out);
         return EXIT__USAGE;
     }
     for (size_t i = 0; i < subcommands.size(); ++i)

@@ -26,6 +26,9 @@ std::string modem_of(const update_event &event)
     return event.modem.substr(event.modem.starts_with(prefix) ? prefix.size() : 0);
 }
 
+// Another name of the first modem.
+std::string modem_named(const std::string &name) { return name == "modem" ? "modem0" : name; }
+
 void show_event(const update_event &event, const page &page)
 {
     page.out << printable(modem_of(event)) << ": " << meaning_of(event);
@@ -45,11 +48,12 @@ void print_event(const update_event &event, const page &page)
 
 } // namespace
 
-outcome watch_updates(int count, bool as_json, const page &out, const page &err)
+outcome watch_updates(const std::string &modem, int count, bool as_json, const page &out, const page &err)
 {
     int seen = 0;
     const auto tell = [&] { err.out << "lpa: watch: waiting for update events, Ctrl-C ends" << std::endl; };
     const bool listened = listen_to_updates(tell, [&](const update_event &event) {
+        if (!modem.empty() && modem_named(modem) != modem_named(modem_of(event))) return true;
         as_json ? print_event(event, out) : show_event(event, out);
         return out.out && ++seen != count;
     });

@@ -113,7 +113,7 @@ TEST_F(profile_choice, asks_for_the_iccid_when_the_list_cannot_be_read)
 TEST_F(profile_choice, tells_that_the_card_is_empty)
 {
     library.outcomes["get_profiles"] = {0, "[]"};
-    EXPECT_THAT(run({"enable", "home"}).err, testing::EndsWith("'home'\nNo profiles.\n"));
+    EXPECT_THAT(run({"enable", "home"}).err, testing::EndsWith("or nickname\nNo profiles.\n"));
 }
 
 } // namespace

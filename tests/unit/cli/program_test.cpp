@@ -332,6 +332,11 @@ INSTANTIATE_TEST_SUITE_P(table, wrong_usage, testing::ValuesIn(std::vector<std::
     {"--nonsense", "eid"},
     {"--log-level", "6", "eid"},
     {"--log-level", "much", "eid"},
+    {"--proxy", "nonsense", "eid"},
+    {"--proxy", ":1080", "eid"},
+    {"--proxy", "host:", "eid"},
+    {"--proxy", "host:0", "eid"},
+    {"--proxy", "host:http", "eid"},
     {"watch", "--count", "0"},
     {"eid", "--count", "1"},
     {"download", "1$a$b", "--qr", "file"},
@@ -340,6 +345,16 @@ INSTANTIATE_TEST_SUITE_P(table, wrong_usage, testing::ValuesIn(std::vector<std::
     {"enable", ""},
 }));
 // clang-format on
+
+TEST_F(program, says_what_is_wrong_and_where_to_read_on)
+{
+    EXPECT_EQ(run({"no\x1Bsuch"}).err, "lpa: there is no command no\\x1Bsuch\n  Next: lpa --help\n");
+    EXPECT_EQ(run({"--nonsense"}).err, "lpa: not expected: --nonsense\n  Next: lpa --help\n");
+    EXPECT_EQ(run({"eid", "extra"}).err, "lpa: eid: not expected: extra\n  Next: lpa eid --help\n");
+    EXPECT_EQ(run({"enable"}).err, "lpa: enable: PROFILE is required\n  Next: lpa enable --help\n");
+    EXPECT_EQ(run({"--log-level", "6\x1B", "eid"}).err.find('\x1B'), std::string::npos);
+    EXPECT_THAT(run({"--proxy", "nonsense", "eid"}).err, HasSubstr("a proxy is given as HOST:PORT, not nonsense"));
+}
 
 TEST_F(program, says_which_modems_there_are)
 {

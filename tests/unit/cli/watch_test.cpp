@@ -44,6 +44,18 @@ TEST_F(watch, prints_a_document_a_line_with_json)
               "\n");
 }
 
+TEST_F(watch, tells_of_one_modem_only_when_it_is_named)
+{
+    library.events = {
+        {"gsm.modem1", 0, 0, ""}, {"gsm.modem0", 1, 0, ""}, {"gsm.modem", 2, 0, ""}, {"gsm.modem1", 3, 0, ""}};
+    EXPECT_EQ(run({"watch", "-m", "modem1", "--count", "2"}).out, "modem1: profile download: done\n"
+                                                                  "modem1: profile deletion: done\n");
+    for (const char *name : {"modem0", "modem"})
+        EXPECT_EQ(run({"watch", "-m", name, "--count", "2"}).out, "modem0: profile enabling: done\n"
+                                                                  "modem: profile disabling: done\n")
+            << name;
+}
+
 TEST_F(watch, ends_after_so_many_events)
 {
     library.events = {{"gsm.modem0", 1, 0, ""}, {"gsm.modem0", 2, 0, ""}};
