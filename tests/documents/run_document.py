@@ -5,7 +5,8 @@ usage: scripts/desk tests/documents/run_document.py SOURCE_DIR DOCUMENT [COMPILE
        The compiler and its flags build a program with the library.
 
 ```console      lines after "$ " are commands; what follows each is its output, standard error included.
-                A line "..." stands for any lines. The server's port is a free one, whatever the document says.
+                A line "..." stands for any lines. The server's port is a free one, whatever the document says, and
+                a USB modem's port is the second simulated modem's.
 <!-- run: F --> the block that follows is file F; a .c or .cpp is also built, as ./F without its suffix.
 <!-- output: C --> the block that follows is what command C prints, run in the source's directory.
 <!-- from: F --> the block that follows stands in the source F; "..." is left out there.
@@ -13,6 +14,7 @@ usage: scripts/desk tests/documents/run_document.py SOURCE_DIR DOCUMENT [COMPILE
 import os
 import pathlib
 import re
+import shlex
 import subprocess
 import sys
 import tempfile
@@ -58,8 +60,14 @@ def stands_in(lines, file):
     return False
 
 
+def here(command, source):
+    """The command with what is named otherwise on this machine."""
+    command = command.replace("/dev/ttyUSB2", os.environ.get("ROUTER", "") + "/modem1.tty")
+    command = command.replace("scripts/", shlex.quote(str(source)) + "/scripts/")
+    return PORT.sub(os.environ.get("SERVER", ""), command)
+
+
 def run(command, directory="."):
-    command = PORT.sub(os.environ.get("SERVER", ""), command)
     done = subprocess.run(["bash", "-c", command], cwd=directory, env=dict(os.environ, NO_COLOR="1"),
                           text=True, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     return PORT.sub("localhost:PORT", done.stdout)
@@ -87,13 +95,13 @@ def carry_out(text, source, compiler):
         if what == "from":
             results.append(stands_in(lines, pathlib.Path(source, argument)))
         if what == "output":
-            results.append(prints(argument, lines, source))
+            results.append(prints(here(argument, source), lines, source))
         if what == "run":
             pathlib.Path(argument).write_text("\n".join(lines) + "\n")
         if what == "run" and argument.endswith((".c", ".cpp")):
             results.append(build(argument, compiler))
         if language == "console":
-            results += [prints(command, without_empty_end(expected)) for command, expected in commands(lines)]
+            results += [prints(here(command, source), without_empty_end(expected)) for command, expected in commands(lines)]
     print(f"{len(results)} commands, programs and excerpts, {results.count(False)} failures")
     return bool(results) and all(results)
 
