@@ -7,6 +7,7 @@ set(LPA_TARGET arm-linux-gnueabihf CACHE STRING "Prefix of the cross tools")
 set(CMAKE_TRY_COMPILE_PLATFORM_VARIABLES LPA_TARGET)
 set(CMAKE_C_COMPILER ${LPA_TARGET}-gcc)
 set(CMAKE_CXX_COMPILER ${LPA_TARGET}-g++)
+set(CMAKE_LIBRARY_ARCHITECTURE ${LPA_TARGET}) # which CMake does not find out for a sysroot with a space in its path
 
 # Programs are the build machine's; so are the packages of header-only libraries, which belong to no machine.
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
