@@ -15,8 +15,7 @@ uint32_t get_euicc_challenge(ModemHandle *handle, uint8_t channel, uint8_t chall
     card_answer answer;
     uint32_t rc = es10__get_euicc_challenge(handle, channel, &answer.data.data, &answer.length);
     if (rc != RESULT__OK) {
-        if (!is_repeatable(rc))
-            log__string(LOG__ERROR, "[initiate_authentication] Error on ES10.GetEUICCChallenge, rc %d", rc);
+        log__string(LOG__ERROR, "[initiate_authentication] Error on ES10.GetEUICCChallenge, rc %d", rc);
         return rc;
     }
     rc = tlv_data_extractor__euicc_challenge(answer.data.data, answer.length, challenge);
@@ -47,7 +46,7 @@ uint32_t initiate_authentication(ModemHandle *handle, uint8_t channel, const cha
 uint32_t authenticate_client(ModemHandle *handle, uint8_t channel, const char *json, const uint8_t *matching_id,
                              uint32_t matching_id_length, owned_text &transaction_id, card_answer &answer)
 {
-    uint32_t rc = json_data_extractor__get_string_value_copy(json, "transactionId", &transaction_id.data);
+    uint32_t rc = json_data_extractor__get_string_value_copy(json, "\"transactionId\"", &transaction_id.data);
     if (rc != RESULT__OK) {
         log__string(LOG__ERROR,
                     "[authenticate_client] 'transactionId' not found in initate authentication HTTP response");

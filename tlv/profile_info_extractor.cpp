@@ -20,22 +20,24 @@ constexpr uint16_t profile_name_tag = 0x92;
 constexpr uint16_t profile_state_tag = 0x9F70;
 
 struct field_value {
-    const uint8_t *data;
+    const uint8_t *data; // null: it runs past the end of what was received
     uint32_t length;
 };
 
-// Reads the element at offset; unreadable (%d code) also when its value runs past size.
+// message has one %d, the code.
+uint32_t refuse_unreadable(const char *message, uint32_t rc)
+{
+    log__string(LOG__ERROR, message, (int)rc);
+    return rc;
+}
+
+// Reads the element at offset. A wrong length is told before a missing value.
 uint32_t read_element(const uint8_t *buffer, uint32_t size, uint32_t offset, const char *unreadable,
                       ber_tlv_record *record, field_value *value)
 {
-    uint32_t rc = ber_tlv_parser__ber_tlv_2(buffer, size, offset, record);
-    const uint8_t *data = rc == RESULT__OK ? whole_value(buffer, size, offset, *record) : nullptr;
-    if (!data) {
-        if (rc == RESULT__OK) rc = RESULT__FATAL_ERROR;
-        log__string(LOG__ERROR, unreadable, (int)rc);
-        return rc;
-    }
-    *value = {data, record->length};
+    const uint32_t rc = ber_tlv_parser__ber_tlv_2(buffer, size, offset, record);
+    if (rc != RESULT__OK) return refuse_unreadable(unreadable, rc);
+    *value = {whole_value(buffer, size, offset, *record), record->length};
     return RESULT__OK;
 }
 
@@ -46,10 +48,10 @@ uint32_t read_mcc_mnc(const uint8_t *buffer, uint32_t size, uint32_t from, Opera
         log__string(LOG__ERROR, "[tlv_data_extractor__operator_id] Result code TAG %02X not found", mcc_mnc_tag);
         return RESULT__FATAL_ERROR;
     }
+    constexpr const char *unreadable = "[tlv_data_extractor__operator_id] Error parsing the mccMnc TLV, rc %d";
     ber_tlv_record record = {};
     field_value value = {};
-    const uint32_t rc = read_element(
-        buffer, size, offset, "[tlv_data_extractor__operator_id] Error parsing the mccMnc TLV, rc %d", &record, &value);
+    const uint32_t rc = read_element(buffer, size, offset, unreadable, &record, &value);
     if (rc != RESULT__OK) return rc;
     const uint32_t expected = sizeof operator_id->mccMnc;
     if (value.length != expected) {
@@ -59,6 +61,7 @@ uint32_t read_mcc_mnc(const uint8_t *buffer, uint32_t size, uint32_t from, Opera
             expected, value.length);
         return RESULT__FATAL_ERROR;
     }
+    if (!value.data) return refuse_unreadable(unreadable, RESULT__FATAL_ERROR);
     memcpy(operator_id->mccMnc, value.data, expected);
     return RESULT__OK;
 }
@@ -85,8 +88,10 @@ uint32_t read_gid(const gid_rule &rule, const uint8_t *buffer, uint32_t size, ui
     }
     ber_tlv_record record = {};
     const uint32_t rc = read_element(buffer, size, offset, rule.unreadable, &record, gid);
-    if (rc == RESULT__OK) *present = 1;
-    return rc;
+    if (rc != RESULT__OK) return rc;
+    if (!gid->data) return refuse_unreadable(rule.unreadable, RESULT__FATAL_ERROR);
+    *present = 1;
+    return RESULT__OK;
 }
 
 // Where the fields of a ProfileInfo go.
@@ -100,12 +105,15 @@ struct profile_info_fields {
     char *profile_name;
 };
 
+constexpr const char *child_unreadable = "[tlv_data_extractor__profile_info] ber_tlv_parser__ber_tlv_2 failed, rc %d";
+
 uint32_t store_iccid(const field_value &value, const profile_info_fields &fields)
 {
     if (value.length != ICCID_BYTES) {
         log__string(LOG__ERROR, "[tlv_data_extractor__profile_info] Wrong iccid length [%zu]", (size_t)value.length);
         return RESULT__FATAL_ERROR;
     }
+    if (!value.data) return refuse_unreadable(child_unreadable, RESULT__FATAL_ERROR);
     for (uint32_t i = 0; i < ICCID_BYTES; ++i)
         fields.iccid[i] = byte_utils__byte_nibble_swap(value.data[i]);
     *fields.iccid_present = 1;
@@ -120,6 +128,7 @@ uint32_t store_state(const field_value &value, const profile_info_fields &fields
                     (size_t)value.length);
         return RESULT__FATAL_ERROR;
     }
+    if (!value.data) return refuse_unreadable(child_unreadable, RESULT__FATAL_ERROR);
     *fields.state = value.data[0];
     *fields.state_present = 1;
     log__string(LOG__DEBUG, "[tlv_data_extractor__profile_info] ProfileInfo profileState %02X", value.data[0]);
@@ -134,6 +143,7 @@ uint32_t store_text(const field_value &value, char *text, uint32_t text_size, co
         log__string(LOG__ERROR, wrong_length, (size_t)value.length);
         return RESULT__FATAL_ERROR;
     }
+    if (!value.data) return refuse_unreadable(child_unreadable, RESULT__FATAL_ERROR);
     memcpy(text, value.data, value.length);
     text[value.length] = '\0';
     log__string(LOG__DEBUG, stored, text);
@@ -164,6 +174,7 @@ uint32_t store_child(uint16_t tag, const field_value &value, const profile_info_
             LOG__DEBUG,
             "[tlv_data_extractor__profile_info] Profile tag found not included in tlv_data_extractor__profile_info [0x%04X]",
             tag);
+        if (!value.data) return refuse_unreadable(child_unreadable, RESULT__FATAL_ERROR);
         return RESULT__OK;
     }
 }
@@ -173,9 +184,7 @@ uint32_t store_children(const uint8_t *buffer, uint32_t size, uint32_t offset, c
     while (offset < size) {
         ber_tlv_record record = {};
         field_value value = {};
-        uint32_t rc =
-            read_element(buffer, size, offset,
-                         "[tlv_data_extractor__profile_info] ber_tlv_parser__ber_tlv_2 failed, rc %d", &record, &value);
+        uint32_t rc = read_element(buffer, size, offset, child_unreadable, &record, &value);
         if (rc != RESULT__OK) return rc;
         log__string(
             LOG__TRACE,

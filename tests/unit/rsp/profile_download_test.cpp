@@ -388,7 +388,8 @@ INSTANTIATE_TEST_SUITE_P(
         {"info_while_refresh_is_pending_quietly", card_refuses(0xBF20, 0x6985), 18, ""},
         {"info_not_sent", card_is_not_reached(0xBF20), 14,
          "[initiate_authentication] Error on ES10.GetEUICCInfo, rc 14\n" + on_initiate + "14\n" + on_mutual + "14\n"},
-        {"challenge_refused_quietly", card_refuses(0xBF2E), 6, ""},
+        {"challenge_refused", card_refuses(0xBF2E), 6,
+         "[initiate_authentication] Error on ES10.GetEUICCChallenge, rc 6\n"},
         {"challenge_not_sent", card_is_not_reached(0xBF2E), 14,
          "[initiate_authentication] Error on ES10.GetEUICCChallenge, rc 14\n" + on_initiate + "14\n" + on_mutual +
              "14\n"},
@@ -398,6 +399,10 @@ INSTANTIATE_TEST_SUITE_P(
         {"server_does_not_initiate", server_says("initiateAuthentication", "{" + failed_header + "}"), 1,
          on_initiate + "1\n" + on_mutual + "1\n"},
         {"no_transaction_id", server_says("initiateAuthentication", http("\"x\":1")), 1,
+         "[authenticate_client] 'transactionId' not found in initate authentication HTTP response\n" + on_server +
+             "1\n" + on_mutual + "1\n"},
+        {"transaction_id_in_a_text_only",
+         server_says("initiateAuthentication", http(R"("x":"what a transactionId is","y":"0ABC")")), 1,
          "[authenticate_client] 'transactionId' not found in initate authentication HTTP response\n" + on_server +
              "1\n" + on_mutual + "1\n"},
         {"no_server_signed_1", server_says("initiateAuthentication", http(R"("transactionId":"0ABC")")), 1,

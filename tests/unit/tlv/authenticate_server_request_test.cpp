@@ -147,6 +147,17 @@ TEST(authenticate_server_request, refuses_contents_too_long_for_a_length_field)
         "1 [tlv_generator__authenticate_server_request] Error calculating the length of the AuthenticateServerRequest TLV\n");
 }
 
+TEST(authenticate_server_request, looks_for_every_member_before_it_decodes_one)
+{
+    answer incomplete;
+    incomplete.serverSigned1 = "QUJ";
+    incomplete.euiccCiPKIdToBeUsed = incomplete.serverCertificate = "-";
+    log_capture log;
+    EXPECT_EQ(build(incomplete.json()).code, 1u);
+    EXPECT_EQ(log.at(LOG__ERROR), "1 [tlv_generator__authenticate_server_request] 'euiccCiPKIdToBeUsed' not found in "
+                                  "initate authentication HTTP response\n");
+}
+
 struct missing_case {
     const char *name;
     std::string answer::*member;
