@@ -2,8 +2,8 @@
  *
  * Ownership  nothing is allocated; pointer fields point into the response, which must outlive the record.
  * Errors     0; 4 for a null or empty response; 1 for a missing tag, a value that SGP.22 does not define or an element
- *            that does not end within the response; other codes of the extractors unchanged. A record is to be used
- *            only after 0. */
+ *            that does not end within the response (around a result of one byte it may); other codes of the extractors
+ *            unchanged. A record is to be used only after 0. */
 #pragma once
 #include "es10/es10_installation_extractor.h"
 #include "es10/es10_notification_extractor.h"

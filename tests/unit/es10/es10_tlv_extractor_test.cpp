@@ -299,6 +299,11 @@ const owner_case owner_cases[] = {
      "4 [es10_tlv_extractor__profile_info] ProfileInfo\n"
      "4 [es10_tlv_extractor__profile_info] ProfileInfo\n"
      "4 [es10_tlv_extractor__profile_info_list_response] operatorId mccMnc value\n"},
+    {"first_enabled_ends_the_walk_before_a_broken_one",
+     "BF2D 16 A0 14 E3 0B 9F70 01 01 B7 05 80 03 42F610 E3 05 9F70 02 01 01", 0, 1, "42F610",
+     BEGINNING
+     "4 [es10_tlv_extractor__profile_info] ProfileInfo\n"
+     "4 [es10_tlv_extractor__profile_info_list_response] operatorId mccMnc value\n"},
     {"without_owner_leaves_the_flag", "BF2D 08 A0 06 E3 04 9F70 01 01", 0, 9, "EEEEEE",
      BEGINNING
      "4 [es10_tlv_extractor__profile_info] ProfileInfo\n"

@@ -349,6 +349,8 @@ INSTANTIATE_TEST_SUITE_P(
         {"success", R"({"header":{"functionExecutionStatus":{"status":"Executed-Success"}}})", 1, ""},
         {"with_warning", R"({"header":{"functionExecutionStatus":{"status":"Executed-WithWarning"}}})", 0, ""},
         {"a_beginning_is_not_enough", R"({"header":{"functionExecutionStatus":{"status":"Executed"}}})", 0, ""},
+        {"keys_are_searched_without_quotes",
+         R"({"responseheader":{"functionExecutionStatus":{"status":"Executed-Success"}}})", 1, ""},
         {"null", nullptr, 0, "1 [network_utils__function_execution_status_success] json is null\n"},
         {"no_header", R"({"functionExecutionStatus":{"status":"Executed-Success"}})", 0,
          "1 [network_utils__function_execution_status_success] Can't extract header object in json, rc 1\n"},

@@ -81,7 +81,8 @@ INSTANTIATE_TEST_SUITE_P(
         {"escaped_backslash_at_the_end_does_not_end_it", R"({"a":"b\\","c":"d"})", "\"a\"", R"(b\\",)", ""},
         {"empty", R"({"a":"","b":"c"})", "\"a\"", "", ""},
         {"number_runs_on_into_the_next_quoted_text", R"({"a":12,"b":"c"})", "\"a\"", "b", ""},
-        {"key_in_an_earlier_string_value_is_found_there", R"({"x":"say \"k\" now","k":"v"})", "\"k", "v", ""},
+        {"key_in_an_earlier_string_value_is_found_there", R"({"x":"say \"k\" now","y":"1","k":"v"})", "\"k", "1", ""},
+        {"key_that_is_a_whole_earlier_value_is_found_there", R"({"x":"k","y":"1","k":"v"})", "\"k\"", "1", ""},
         {"key_without_quotes_matches_inside_words", R"({"akb":"v","k":"w"})", "k", "v", ""},
         {"colon_may_stand_anywhere_later", R"({"a" "b" : "c"})", "\"a\"", "c", ""},
         {"first_of_two", R"({"a":"1","a":"2"})", "\"a\"", "1", ""},
@@ -127,7 +128,8 @@ INSTANTIATE_TEST_SUITE_P(
         {"nineteen_characters_fit", R"({"n":0000000000000000012})", "\"n\"", "12", ""},
         {"span_of_20_characters_returns_9_not_1", R"({"n":00000000000000000012})", "\"n\"", "rc 9",
          "4 json_data_extractor__get_int_value:Not enough space to add number to the buffer. Buffer size 20, buffer size needed 21\n"},
-        {"far_comma_makes_the_span_long", R"({"o":{"n":1},         "x":"12345678901234567890",})", "\"n\"", "1", ""},
+        {"far_comma_makes_the_span_long", R"({"o":{"n":1}                  ,"x":2})", "\"n\"", "rc 9",
+         "4 json_data_extractor__get_int_value:Not enough space to add number to the buffer. Buffer size 20, buffer size needed 21\n"},
         {"no_key", R"({"m":1})", "\"n\"", "rc 1", "4 json_data_extractor__get_int_value : key '\"n\"' not found\n"},
         {"no_colon", R"({"n" 1})", "\"n\"", "rc 1",
          "4 json_data_extractor__get_int_value: character ':' not found after the key='\"n\"'\n"},
@@ -161,6 +163,7 @@ constexpr const char *no_true = "5 [json_data_extractor__get_boolean_value] bool
 INSTANTIATE_TEST_SUITE_P(
     table, json_boolean_value,
     testing::ValuesIn(std::to_array<scan_case>({
+        {"comma_after_the_inner_brace_is_preferred", R"({"o":{"b":1} true,"x":2})", "\"b\"", "1", ""},
         {"true_before_the_brace", R"({"b":true})", "\"b\"", "1", ""},
         {"true_before_the_comma", R"({"b": true ,"c":false})", "\"b\"", "1", ""},
         {"false_before_the_brace", R"({"b":false})", "\"b\"", "0", no_true},
