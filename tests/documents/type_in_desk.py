@@ -31,7 +31,7 @@ def carry_out(shell, line):
 
 def main(source, document):
     program, lines = typed_block(document)
-    shell = pexpect.spawn(str(source / program), encoding="utf-8", dimensions=(40, 160), timeout=60, logfile=sys.stdout)
+    shell = pexpect.spawn("env", [str(source / program)], encoding="utf-8", dimensions=(40, 160), timeout=60, logfile=sys.stdout)
     shell.expect(PROMPT)
     done = [carry_out(shell, line) for line in lines.splitlines()]
     shell.sendline("exit")
