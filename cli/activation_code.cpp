@@ -6,6 +6,7 @@
 #include <set>
 #include <spawn.h>
 #include <sstream>
+#include <string_view>
 #include <strings.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -116,7 +117,10 @@ bool is_activation_code(const std::string &text)
 {
     constexpr size_t prefix_length = 4;
     const bool has_prefix = strncasecmp(text.c_str(), "LPA:", prefix_length) == 0;
-    return text.substr(has_prefix ? prefix_length : 0).starts_with("1$");
+    const std::string code = text.substr(has_prefix ? prefix_length : 0);
+    constexpr std::string_view format = "1$";
+    const size_t address_end = code.find('$', format.size());
+    return code.starts_with(format) && address_end != std::string::npos && address_end > format.size();
 }
 
 bool needs_confirmation_code(const std::string &code)

@@ -17,9 +17,10 @@ constexpr interruption interruptions[] = {
     {SIGTERM, "{\"result\":143,\"description\":\"Terminated\"}\n"},
     {SIGTSTP, "{\"result\":148,\"description\":\"Stopped\"}\n"},
 };
-constexpr const char *notice =
+constexpr const char *card_notice =
     "\nlpa: interrupted; if something was under way, the card is whole: lpa status shows what is there\n";
 
+volatile sig_atomic_t uses_card = 0;
 volatile sig_atomic_t owes_document = 0;
 volatile sig_atomic_t is_input_hidden = 0;
 termios shown_input;
@@ -32,7 +33,7 @@ void write_text(int to, const char *text)
 extern "C" void end_interrupted(int number)
 {
     if (is_input_hidden) tcsetattr(STDIN_FILENO, TCSANOW, &shown_input);
-    write_text(STDERR_FILENO, notice);
+    write_text(STDERR_FILENO, uses_card ? card_notice : "\n");
     for (const interruption &end : interruptions)
         if (end.signal == number && owes_document) write_text(STDOUT_FILENO, end.document);
     _exit(128 + number);
@@ -40,8 +41,9 @@ extern "C" void end_interrupted(int number)
 
 } // namespace
 
-void interruption__begin(bool owes)
+void interruption__begin(bool uses, bool owes)
 {
+    uses_card = uses;
     owes_document = owes;
     for (const int number : {SIGINT, SIGTERM})
         std::signal(number, end_interrupted);
@@ -57,6 +59,7 @@ hidden_input::hidden_input()
 {
     if (tcgetattr(STDIN_FILENO, &shown_input) != 0) return;
     is_input_hidden = 1;
+    std::signal(SIGTSTP, end_interrupted); // a shell would bring the program back with the echo on
     termios hidden = shown_input;
     hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
     hidden.c_lflag |= ECHONL;
@@ -65,6 +68,8 @@ hidden_input::hidden_input()
 
 hidden_input::~hidden_input()
 {
-    if (is_input_hidden) tcsetattr(STDIN_FILENO, TCSANOW, &shown_input);
+    if (!is_input_hidden) return;
+    tcsetattr(STDIN_FILENO, TCSANOW, &shown_input);
     is_input_hidden = 0;
+    std::signal(SIGTSTP, SIG_DFL);
 }

@@ -5,8 +5,9 @@
 // logical channels are closed by the next session.
 #pragma once
 
-// Before the library installs its own handlers, which keep these. owes_document: standard output gets a JSON document.
-void interruption__begin(bool owes_document);
+// Before the library installs its own handlers, which keep these. uses_card: what happened to it is told.
+// owes_document: standard output gets a JSON document.
+void interruption__begin(bool uses_card, bool owes_document);
 
 // The outcome is being told: signals end the program as they usually do.
 void interruption__end();

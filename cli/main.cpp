@@ -1,4 +1,5 @@
 #include "cli/program.h"
+#include "foundation/log.h"
 #include <cstdlib>
 #include <iostream>
 #include <string_view>
@@ -11,6 +12,10 @@ std::string_view setting(const char *name)
     return value ? value : "";
 }
 } // namespace
+
+// In the library's place, which writes texts of a card to standard error as they are, whatever the log's settings. What
+// there is to show the program shows itself.
+void log__utf8_data(int32_t, const char *, const uint8_t *, uint32_t) {}
 
 int main(int argc, char **argv)
 {

@@ -9,7 +9,7 @@ namespace {
 constexpr message messages[] = {
     {RESULT__FATAL_ERROR, nullptr,
      "The library could not go on: modem lock, bus, card or server did not answer as they should, the server or proxy refused "
-     "the connection, or the confirmation code is wrong (attempts are counted).",
+     "the connection, or the confirmation code is wrong or missing (attempts are counted).",
      "Read the end of /tmp/mobile/lpa.log; repeat with --log-level 4 --log-to-console to watch each step."},
     {RESULT__NOT_SUPPORTED, nullptr,
      "The library does not offer this.",
@@ -18,7 +18,7 @@ constexpr message messages[] = {
      "The library does not offer this yet.",
      "Nothing can be done here; lpa --version tells the release."},
     {RESULT__BAD_ARGUMENT, nullptr,
-     "An argument is malformed: an ICCID has 18 to 20 digits, a nickname at most 64 bytes, an activation code at most 255.",
+     "An argument is malformed: an ICCID has 18 to 20 digits and begins with 89, a nickname at most 64 bytes, an activation code at most 255.",
      "Correct the argument; lpa COMMAND --help shows an example."},
     {RESULT__JSON_PARSE_ERROR, nullptr,
      "The server's answer is not what the protocol asks for.",
@@ -46,8 +46,10 @@ constexpr message messages[] = {
      "The profile is larger than what is free on the card.",
      "Delete a profile that is not needed (lpa profiles, lpa delete); lpa memory tells what is free."},
     {RESULT__AUTHENTICATION_ERROR, nullptr,
-     "The server refused the card or the activation code: unknown, expired, already used, or meant for another card.",
-     "Compare the code with the provider's letter and the EID (lpa eid) with the one ordered for; else ask for a new code."},
+     "The server refused the card or the activation code: unknown, expired, already used, not yet released, meant for another card, or too "
+     "large for this one.",
+     "authenticateClientError in /tmp/mobile/lpa.log tells which: 6 the code (compare it with the provider's letter), 7 the card "
+     "(lpa eid), 8 not released, 11 memory (lpa memory, lpa delete), others the provider has to explain."},
     {RESULT__MODEM_ERROR, nullptr,
      "The AT command could not be sent: the modem or its terminal is not known or not there, another program holds it, or the "
      "modem is silent.",
@@ -58,7 +60,8 @@ constexpr message messages[] = {
      "Check the card; send AT+CFUN=1 or restart the modem; check that this port knows AT+CSIM."},
     {RESULT__EUICC_RESULT, nullptr,
      "The request reached the card, and this is the card's own answer.",
-     "lpa profiles shows what is there: only a disabled profile can be enabled or deleted, only an enabled one disabled."},
+     "lpa profiles shows what is there: only a disabled profile can be enabled or deleted, only an enabled one disabled, and the "
+     "provider may have forbidden it. Of a failed download the provider was told: ask there, naming this reason."},
     {RESULT__ISDR_UNREACHABLE, "eUICC not reached",
      "The card answers, but its ISD-R could not be selected: it is no eUICC, or it is still starting.",
      "Wait some seconds and try again; if it stays, check that the card is an eUICC."},

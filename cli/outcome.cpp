@@ -1,4 +1,5 @@
 #include "cli/outcome.h"
+#include "foundation/result.h"
 #include <memory>
 
 namespace {
@@ -33,4 +34,10 @@ outcome taken_over(uint32_t code, char *document)
         parsed["document"] = document;
     }
     return {code, parsed};
+}
+
+outcome with_document(const outcome &answer)
+{
+    if (answer.code != RESULT__OK || answer.document) return answer;
+    return ended(RESULT__NO_DATA, "the card's answer could not be read");
 }

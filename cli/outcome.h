@@ -11,7 +11,7 @@ enum {
     EXIT__NOT_CONFIRMED = 65, // what destroys was not confirmed, nothing was done
     EXIT__NOT_FOUND = 66,     // no profile or activation code where one was looked for, or several; nothing was done
     EXIT__NO_BUS = 69,        // there are no update events to watch
-    EXIT__NOT_WRITTEN = 74,   // the operation took place, its outcome could not be written to standard output
+    EXIT__NOT_WRITTEN = 74,   // done, but the outcome could not be written to standard output
 };
 
 struct outcome {
@@ -29,10 +29,18 @@ std::string code_description(uint32_t code);
 // {"result":N,"description":"...","document":"its text"}.
 outcome taken_over(uint32_t code, char *document);
 
+// What was only asked for a document is 8 without one.
+outcome with_document(const outcome &answer);
+
 template <typename Operation, typename... Arguments> outcome call(Operation operation, const Arguments &...arguments)
 {
     char *document = nullptr;
     uint32_t length = 0;
     const uint32_t code = operation(arguments.c_str()..., &document, &length);
     return taken_over(code, document);
+}
+
+template <typename Operation> outcome read(Operation operation, const std::string &modem)
+{
+    return with_document(call(operation, modem));
 }

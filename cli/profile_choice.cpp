@@ -10,7 +10,12 @@ bool is_digits(const std::string &text)
     return std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
 }
 
-bool is_iccid(const std::string &text) { return text.size() >= 18 && text.size() <= 20 && is_digits(text); }
+// 89 for telecommunication (ITU-T E.118), 98 with the digits as the card has them.
+bool is_iccid(const std::string &text)
+{
+    return text.size() >= 18 && text.size() <= 20 && is_digits(text) &&
+           (text.starts_with("89") || text.starts_with("98"));
+}
 
 bool is_meant(const json &profile, const std::string &text)
 {

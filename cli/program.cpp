@@ -11,6 +11,7 @@
 #include "foundation/result.h"
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <charconv>
 #include <string_view>
 
 namespace {
@@ -86,20 +87,38 @@ void print_readable(const command &command, const outcome &outcome, const stream
     else command.show(*outcome.document, streams.out);
 }
 
-// The exit status. A screen that is not complete is shown all the same.
+// A screen that is not complete is printed all the same.
+void print_outcome(const command &command, const outcome &outcome, bool as_json, const streams &streams)
+{
+    if (as_json) print_json(outcome, streams.out);
+    else if (outcome.code == RESULT__OK || is_screen(outcome)) print_readable(command, outcome, streams);
+}
+
+// The exit status: this one, unless all went well and nobody was told.
+int when_written(uint32_t status, const streams &streams)
+{
+    if (streams.out.out.flush()) return static_cast<int>(status);
+    streams.err.out << "lpa: cannot write to standard output\n";
+    return status == EXIT_SUCCESS ? EXIT__NOT_WRITTEN : static_cast<int>(status);
+}
+
 int conclude(const command &command, const outcome &outcome, bool as_json, const streams &streams)
 {
     const bool printed_as_it_went = !command.run && outcome.code == RESULT__OK;
-    if (printed_as_it_went) return EXIT_SUCCESS;
-    if (as_json) print_json(outcome, streams.out);
-    else if (outcome.code == RESULT__OK || is_screen(outcome)) print_readable(command, outcome, streams);
+    if (!printed_as_it_went) print_outcome(command, outcome, as_json, streams);
     if (outcome.code != RESULT__OK) report_failure(command, outcome, streams.err);
-    if (streams.out.out.flush()) return static_cast<int>(outcome.code);
-    streams.err.out << "lpa: " << command.name << ": cannot write to standard output\n";
-    return EXIT__NOT_WRITTEN;
+    return when_written(outcome.code, streams);
 }
 
 // ---- Before the operation: how the command ended already, if it did -----------------------------------------------
+
+// Without an answer the question's line is still open.
+std::string read_answer(const streams &streams)
+{
+    std::string answer;
+    if (!std::getline(streams.in, answer)) streams.err.out << '\n';
+    return answer;
+}
 
 std::optional<outcome> complete_confirmation_code(command_input &input, const streams &streams)
 {
@@ -108,7 +127,7 @@ std::optional<outcome> complete_confirmation_code(command_input &input, const st
         return ended(EXIT__USAGE, "this activation code needs a confirmation code: give --confirmation-code CODE");
     const hidden_input hidden;
     streams.err.out << "Confirmation code (from the provider, not shown): " << std::flush;
-    std::getline(streams.in, input.confirmation_code);
+    input.confirmation_code = read_answer(streams);
     if (input.confirmation_code.empty()) return ended(EXIT__NOT_CONFIRMED, "no confirmation code, nothing was done");
     return {};
 }
@@ -122,8 +141,9 @@ std::optional<outcome> complete_activation_code(command_input &input, const stre
                                      : read_code_from_picture(input.arguments[0], input.picture);
     if (end) return end;
     if (!is_activation_code(input.arguments[0]))
-        return ended(EXIT__USAGE, "this is no activation code: it begins with LPA:1$ or 1$, in single quotes (') since "
-                                  "the shell takes $ for itself");
+        return ended(EXIT__USAGE,
+                     "this is no activation code: it is LPA:1$address$token, in single quotes (') since the "
+                     "shell takes $ for itself");
     return complete_confirmation_code(input, streams);
 }
 
@@ -145,8 +165,7 @@ std::optional<outcome> ask_first(const command &command, const options &options,
     if (const size_t place = question.find("{}"); place != std::string::npos)
         question.replace(place, 2, options.input.arguments[0]);
     streams.err.out << "lpa: " << options.input.modem << ": " << question << " [y/N] " << std::flush;
-    std::string answer;
-    std::getline(streams.in, answer);
+    const std::string answer = read_answer(streams);
     if (answer == "y" || answer == "Y" || answer == "yes") return {};
     return ended(EXIT__NOT_CONFIRMED, "not confirmed, nothing was done (--yes does not ask)");
 }
@@ -164,7 +183,11 @@ void hand_to_library(options &options)
 outcome run_command(const command &command, options &options, const streams &streams)
 {
     if (!command.run)
-        return watch_updates(options.input.modem, options.input.event_count, options.as_json, streams.out, streams.err);
+        return watch_updates({.modem = options.input.modem,
+                              .count = options.input.event_count,
+                              .as_json = options.as_json,
+                              .quiet = options.quiet},
+                             streams.out, streams.err);
     if (options.input.modem.empty()) options.input.modem = default_modem;
     if (auto end = complete_arguments(command, options.input, streams)) return *end;
     if (auto end = ask_first(command, options, streams)) return *end;
@@ -175,7 +198,8 @@ outcome run_command(const command &command, options &options, const streams &str
 
 int execute(const command &command, options &options, const streams &streams)
 {
-    interruption__begin(options.as_json && command.run);
+    const bool uses_card = command.run;
+    interruption__begin(uses_card, uses_card && options.as_json);
     hand_to_library(options);
     const outcome outcome = run_command(command, options, streams);
     g_socks_proxy_address = nullptr;
@@ -192,21 +216,23 @@ std::string check_modem(const std::string &name)
     return is_known ? "" : "there is modem0 to modem4, not " + printable(name);
 }
 
-bool is_number_from_1(const std::string &text, size_t most_digits)
+bool is_number_up_to(uint32_t highest, const std::string &text)
 {
-    return text.size() <= most_digits && text.find_first_not_of("0123456789") == std::string::npos &&
-           text.find_first_not_of('0') != std::string::npos;
+    uint32_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc{} && end == text.data() + text.size() && number > 0 && number <= highest;
 }
 
 std::string check_count(const std::string &text)
 {
-    return is_number_from_1(text, 9) ? "" : "there is no such number of events: " + printable(text);
+    return is_number_up_to(999'999'999, text) ? "" : "there is no such number of events: " + printable(text);
 }
 
 std::string check_proxy(const std::string &text)
 {
     const size_t colon = text.rfind(':');
-    const bool is_proxy = colon != std::string::npos && colon > 0 && is_number_from_1(text.substr(colon + 1), 5);
+    const bool is_proxy =
+        colon != std::string::npos && colon > 0 && is_number_up_to(UINT16_MAX, text.substr(colon + 1));
     return is_proxy ? "" : "a proxy is given as HOST:PORT, not " + printable(text);
 }
 
@@ -253,7 +279,8 @@ CLI::App *add_command(CLI::App &app, const command &command, options &options)
         added->add_option("--count", options.input.event_count, "End after so many events")
             ->check(check_count)
             ->type_name("N");
-    added->footer(std::string("Example: lpa ") + command.name + (*command.example ? " " : "") + command.example);
+    added->footer(std::string("Example: lpa ") + command.name + (*command.example ? " " : "") + command.example +
+                  "\nOptions of all commands: lpa --help");
     return added;
 }
 
@@ -271,7 +298,7 @@ constexpr const char *footer = R"(Exit status: the library's result code.
   64  wrong usage                  65  not confirmed
   66  no such profile or activation code, or several; like 64 and 65: nothing done
   69  watch: no bus
-  74  the outcome could not be written to standard output
+  74  done, but the outcome could not be written to standard output
  130  interrupted; other signals likewise, 128 and their number)";
 
 std::string what_is_wrong(const CLI::App &app, const CLI::Error &error)
@@ -317,7 +344,7 @@ int run_program(int argc, const char *const *argv, std::istream &in, std::ostrea
         app.parse(argc, argv);
         if (app.get_subcommands().empty()) throw CLI::RequiredError("a command");
     } catch (const CLI::ParseError &error) {
-        if (app.exit(error, out, err) == 0) return EXIT_SUCCESS;
+        if (app.exit(error, out, err) == 0) return when_written(EXIT_SUCCESS, streams);
         if (asks_for_json(argc, argv)) print_json(ended(EXIT__USAGE, what_is_wrong(app, error)), streams.out);
         return EXIT__USAGE;
     }

@@ -6,16 +6,17 @@ namespace {
 
 struct status_part {
     const char *name;
+    const char *title;
     outcome (*read)(const std::string &modem);
     document_view show;
 };
 
 // clang-format off
 constexpr status_part parts[] = {
-    {"addresses", [](const std::string &modem) { return call(LPA__get_addresses, modem); }, show_addresses},
-    {"free_memory", [](const std::string &modem) { return call(LPA__get_free_memory, modem); }, show_free_memory},
-    {"profiles", [](const std::string &modem) { return call(LPA__get_profiles, modem); }, show_profiles},
-    {"notifications", [](const std::string &modem) { return call(LPA__get_notifications, modem); }, show_notifications},
+    {"addresses", "Addresses:       ", [](const std::string &modem) { return read(LPA__get_addresses, modem); }, show_addresses},
+    {"free_memory", "Free memory:     ", [](const std::string &modem) { return read(LPA__get_free_memory, modem); }, show_free_memory},
+    {"profiles", "Profiles: ", [](const std::string &modem) { return read(LPA__get_profiles, modem); }, show_profiles},
+    {"notifications", "Notifications: ", [](const std::string &modem) { return read(LPA__get_notifications, modem); }, show_notifications},
 };
 // clang-format on
 
@@ -23,7 +24,7 @@ bool is_failure(const json &part) { return part.is_object() && part.contains("re
 
 json value_of(const status_part &part, const outcome &outcome)
 {
-    if (outcome.code != 0 || !outcome.document) return *ended(outcome.code, code_description(outcome.code)).document;
+    if (outcome.code != 0) return *ended(outcome.code, code_description(outcome.code)).document;
     return outcome.document->is_object() ? outcome.document->value(part.name, *outcome.document) : *outcome.document;
 }
 
@@ -37,8 +38,8 @@ json document_of(const status_part &part, const json &value)
 
 outcome read_status(const std::string &modem)
 {
-    outcome status = call(LPA__get_eid, modem);
-    if (status.code != 0 || !status.document) return status;
+    outcome status = read(LPA__get_eid, modem);
+    if (status.code != 0) return status;
     json screen = {{"modem", modem}};
     screen.update(*status.document);
     for (const status_part &part : parts) {
@@ -57,7 +58,7 @@ void show_status(const json &document, const page &page)
     for (const status_part &part : parts) {
         const json &shown = document.at(part.name);
         if (shown.is_array()) page.out << '\n';
-        if (is_failure(shown)) page.out << part.name << ": not read, " << text_member(shown, "description") << '\n';
+        if (is_failure(shown)) page.out << part.title << "not read, " << text_member(shown, "description") << '\n';
         else part.show(document_of(part, shown), page);
     }
 }

@@ -48,14 +48,16 @@ void print_event(const update_event &event, const page &page)
 
 } // namespace
 
-outcome watch_updates(const std::string &modem, int count, bool as_json, const page &out, const page &err)
+outcome watch_updates(const watched_updates &watched, const page &out, const page &err)
 {
     int seen = 0;
-    const auto tell = [&] { err.out << "lpa: watch: waiting for update events, Ctrl-C ends" << std::endl; };
+    const auto tell = [&] {
+        if (!watched.quiet) err.out << "lpa: watch: waiting for update events, Ctrl-C ends" << std::endl;
+    };
     const bool listened = listen_to_updates(tell, [&](const update_event &event) {
-        if (!modem.empty() && modem_named(modem) != modem_named(modem_of(event))) return true;
-        as_json ? print_event(event, out) : show_event(event, out);
-        return out.out && ++seen != count;
+        if (!watched.modem.empty() && modem_named(watched.modem) != modem_named(modem_of(event))) return true;
+        watched.as_json ? print_event(event, out) : show_event(event, out);
+        return out.out && ++seen != watched.count;
     });
     if (listened) return {RESULT__OK, std::nullopt};
     return ended(EXIT__NO_BUS, "the bus cannot be reached, or is gone: is the router's bus daemon running?");

@@ -2,7 +2,14 @@
 #pragma once
 #include "cli/outcome.h"
 #include "cli/page.h"
+#include <string>
 
-// The events of modem, or of all when it is empty. One line an event; with as_json one document a line. Ends after
-// count events (0: never), or when there is no bus (any more). What it waits for is told on standard error.
-outcome watch_updates(const std::string &modem, int count, bool as_json, const page &out, const page &err);
+struct watched_updates {
+    std::string modem; // empty: of all
+    int count = 0;     // ends after so many; 0: never
+    bool as_json = false;
+    bool quiet = false; // does not tell on standard error that it waits
+};
+
+// One line an event; with as_json one document a line. Ends also when there is no bus (any more).
+outcome watch_updates(const watched_updates &watched, const page &out, const page &err);

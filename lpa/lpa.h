@@ -28,7 +28,7 @@ uint32_t LPA__get_notifications(const char *modem, char **json, uint32_t *length
 /* address: terminated text; null or empty removes the default SM-DP+ address. */
 uint32_t LPA__set_smdp_address(const char *modem, const char *address, char **json, uint32_t *length);
 
-/* iccid: 18 to 20 digits. nickname: at most 64 bytes of UTF-8; null or empty removes it. */
+/* iccid: 18 to 20 digits, beginning with 89. nickname: at most 64 bytes of UTF-8; null or empty removes it. */
 uint32_t LPA__set_profile_nickname(const char *modem, const char *iccid, const char *nickname, char **json,
                                    uint32_t *length);
 
@@ -40,7 +40,8 @@ uint32_t LPA__delete_profile(const char *modem, const char *iccid, char **json, 
 /* Deletes every profile on the card and its default SM-DP+ address. No document: *json becomes null. */
 uint32_t LPA__reset_memory(const char *modem, char **json, uint32_t *length);
 
-/* Deletes every profile but the manufacturing and bootstrap ones. */
+/* Deletes every profile but the manufacturing and bootstrap ones. One that the card refuses to delete stays; the log
+ * tells. */
 uint32_t LPA__reset_settings(const char *modem);
 
 /* Delivers the card's pending notifications. No document: *json becomes null, *length 0. */

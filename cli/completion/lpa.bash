@@ -6,7 +6,10 @@ _lpa_command()
     local i
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
-            -m | --modem | --proxy | --log-level) i=$((i + 1)) ;; # and its value
+            -m | --modem | --proxy | --log-level) # and its value, of which = and : make several words
+                i=$((i + 1))
+                [[ ${COMP_WORDS[i]} != = ]] || i=$((i + 1))
+                while [[ ${COMP_WORDS[i + 1]-} == : ]]; do i=$((i + 2)); done ;;
             -*) ;;
             *) printf '%s' "${COMP_WORDS[i]}"; return ;;
         esac
@@ -17,10 +20,18 @@ _lpa()
 {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} command words=''
     COMPREPLY=()
+    if [[ $current == = ]]; then
+        current='' # --modem=
+    elif [[ $previous == = ]]; then
+        previous=${COMP_WORDS[COMP_CWORD - 2]}
+    fi
     case $previous in
         -m | --modem) words='modem0 modem1 modem2 modem3 modem4' ;;
         --log-level) words='0 1 2 3 4 5' ;;
-        --qr) mapfile -t COMPREPLY < <(compgen -f -- "$current"); return ;;
+        --qr)
+            compopt -o filenames 2>/dev/null || true # outside a completion there is nothing to set
+            mapfile -t COMPREPLY < <(compgen -f -- "$current")
+            return ;;
         --proxy | --confirmation-code | --count) return ;;
     esac
     command=$(_lpa_command)
@@ -39,4 +50,4 @@ _lpa()
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
 }
 
-complete -o filenames -F _lpa lpa
+complete -F _lpa lpa

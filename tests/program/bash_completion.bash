@@ -31,5 +31,9 @@ offers '--version' lpa --ver
 offers '' lpa eid --ver
 offers '' lpa enable en
 offers '' lpa --proxy en
+offers 'status' lpa --proxy localhost : 10 sta
+offers 'status' lpa --modem = modem1 sta
+offers 'modem0 modem1 modem2 modem3 modem4' lpa --modem =
+offers 'modem3' lpa --modem = modem3
 offers "$1" lpa download --qr "$1"
 exit $failed

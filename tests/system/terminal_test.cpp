@@ -54,12 +54,14 @@ TEST_F(terminal, asks_for_the_confirmation_code_without_showing_it)
 
 TEST_F(terminal, shows_what_is_typed_again_after_an_interrupted_question)
 {
-    terminal_program lpa({LPA_PROGRAM, "download", "1$localhost$TOKEN$$1"});
-    ASSERT_TRUE(lpa.shows("not shown): ")) << lpa.screen();
-    EXPECT_FALSE(lpa.echoes());
-    lpa.type("\x03");
-    EXPECT_EQ(lpa.wait(), 128 + SIGINT);
-    EXPECT_TRUE(lpa.echoes());
+    for (const auto &[key, signal] : {std::pair{"\x03", SIGINT}, {"\x1A", SIGTSTP}}) {
+        terminal_program lpa({LPA_PROGRAM, "download", "1$localhost$TOKEN$$1"});
+        ASSERT_TRUE(lpa.shows("not shown): ")) << lpa.screen();
+        EXPECT_FALSE(lpa.echoes());
+        lpa.type(key);
+        EXPECT_EQ(lpa.wait(), 128 + signal);
+        EXPECT_TRUE(lpa.echoes());
+    }
 }
 
 TEST_F(terminal, watches_the_other_commands)
@@ -80,6 +82,7 @@ TEST_F(terminal, watches_the_other_commands)
         << documents.screen();
     documents.type("\x03");
     EXPECT_EQ(documents.wait(), 128 + SIGINT);
+    EXPECT_EQ(documents.screen().find("interrupted"), std::string::npos) << "nobody asked for a card";
 }
 
 TEST_F(terminal, uses_colours_unless_told_not_to)

@@ -32,6 +32,15 @@ TEST_F(profile_choice, does_not_ask_the_card_about_an_iccid)
     }
 }
 
+TEST_F(profile_choice, takes_digits_for_an_iccid_only_when_they_begin_like_one)
+{
+    EXPECT_EQ(run({"disable", "9800000000000001234"}).status, 0); // in the card's order
+    EXPECT_THAT(library.calls, ElementsAre("disable_profile modem0 9800000000000001234"));
+    const run_outcome outcome = run({"disable", "7900000000000001234"});
+    EXPECT_EQ(outcome.status, EXIT__NOT_FOUND);
+    EXPECT_THAT(outcome.err, HasSubstr("8900000000000001234")) << "what is meant, perhaps";
+}
+
 struct choice_case {
     const char *name, *text, *iccid;
 };

@@ -154,24 +154,54 @@ TEST_F(program, tells_a_code_without_description)
     EXPECT_THAT(outcome.err, testing::StartsWith("lpa: eid: no description (result code 9)\n"));
 }
 
-TEST_F(program, tells_when_there_is_no_document)
+TEST_F(program, fails_when_what_was_asked_for_cannot_be_read)
 {
-    const run_outcome outcome = run({"eid"});
+    for (const char *command : {"eid", "profiles", "notifications", "addresses", "memory", "status"}) {
+        const run_outcome outcome = run({command});
+        EXPECT_EQ(outcome.status, 8) << command;
+        EXPECT_EQ(outcome.out, "") << command;
+        EXPECT_THAT(outcome.err, HasSubstr(" (result code 8)\n")) << command;
+    }
+    EXPECT_EQ(run({"eid", "--json"}).out, "{\"result\":8,\"description\":\"the card's answer could not be read\"}\n");
+}
+
+TEST_F(program, tells_when_what_was_done_has_no_document)
+{
+    const run_outcome outcome = run({"set-smdp", "smdp.example"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out, "");
-    EXPECT_EQ(outcome.err, "lpa: eid: done, but the card's answer could not be read; see /tmp/mobile/lpa.log\n");
+    EXPECT_EQ(outcome.err, "lpa: set-smdp: done, but the card's answer could not be read; see /tmp/mobile/lpa.log\n");
+}
+
+run_outcome run_without_output(const std::vector<const char *> &arguments)
+{
+    std::vector<const char *> words = {"lpa"};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    std::istringstream in;
+    std::ostringstream out;
+    std::ostringstream err;
+    out.setstate(std::ios::badbit);
+    const int status = run_program(static_cast<int>(words.size()), words.data(), in, out, err);
+    return {status, out.str(), err.str()};
 }
 
 TEST_F(program, tells_when_standard_output_takes_nothing)
 {
     library.document = "[]";
-    std::istringstream in;
-    std::ostringstream out;
-    std::ostringstream err;
-    out.setstate(std::ios::badbit);
-    const char *arguments[] = {"lpa", "profiles"};
-    EXPECT_EQ(run_program(2, arguments, in, out, err), EXIT__NOT_WRITTEN);
-    EXPECT_EQ(err.str(), "lpa: profiles: cannot write to standard output\n");
+    library.events = {{"gsm.modem0", 1, 0, ""}};
+    for (const auto &arguments : std::vector<std::vector<const char *>>{
+             {"profiles"}, {"profiles", "--json"}, {"--help"}, {"--version"}, {"watch", "-q", "--count", "1"}}) {
+        const run_outcome outcome = run_without_output(arguments);
+        EXPECT_EQ(outcome.status, EXIT__NOT_WRITTEN) << arguments[0];
+        EXPECT_EQ(outcome.err, "lpa: cannot write to standard output\n") << arguments[0];
+    }
+}
+
+TEST_F(program, does_not_hide_a_failure_behind_an_outcome_that_was_not_written)
+{
+    library.code = 15;
+    EXPECT_EQ(run_without_output({"profiles"}).status, 15);
+    EXPECT_EQ(run_without_output({"delete", ICCID, "--json"}).status, EXIT__NOT_CONFIRMED);
 }
 
 // ---- Texts from the card ------------------------------------------------------------------------------------------
@@ -337,10 +367,15 @@ INSTANTIATE_TEST_SUITE_P(table, wrong_usage, testing::ValuesIn(std::vector<std::
     {"--proxy", "host:", "eid"},
     {"--proxy", "host:0", "eid"},
     {"--proxy", "host:http", "eid"},
+    {"--proxy", "host:65536", "eid"},
     {"watch", "--count", "0"},
     {"eid", "--count", "1"},
     {"download", "1$a$b", "--qr", "file"},
     {"download", "LPA:1.example"}, // what the shell leaves of an unquoted code
+    {"download", "LPA:1$a"},
+    {"download", "LPA:1$$b"},
+    {"download", "lpa:1$"},
+    {"download", "2$a$b"},
     {"download", "1$a$b$$1"}, // nobody to ask for the confirmation code
     {"enable", ""},
 }));
@@ -377,7 +412,7 @@ TEST_P(question, comes_before_what_destroys)
         library.document = result_document;
         const run_outcome outcome = run(arguments, GetParam().answer);
         EXPECT_THAT(outcome.err, testing::StartsWith("lpa: modem0: Delete "));
-        EXPECT_THAT(outcome.err, HasSubstr("? [y/N] "));
+        EXPECT_THAT(outcome.err, HasSubstr(*GetParam().answer ? "? [y/N] " : "? [y/N] \n"));
         EXPECT_EQ(outcome.status, GetParam().confirmed ? 0 : EXIT__NOT_CONFIRMED);
         EXPECT_EQ(library.calls.size(), GetParam().confirmed ? 1u : 0u);
         if (!GetParam().confirmed) {

@@ -71,9 +71,9 @@ TEST_F(status, shows_what_can_be_read)
                            "EID:             8904\n"
                            "Root SM-DS:      ds.example\n"
                            "Default SM-DP+:  dp.example\n"
-                           "free_memory: not read, code 6\n"
-                           "profiles: not read, code 16\n"
-                           "notifications: not read, code 0\n");
+                           "Free memory:     not read, code 6\n"
+                           "Profiles: not read, code 16\n"
+                           "Notifications: not read, code 8\n");
     EXPECT_THAT(outcome.err, testing::StartsWith("lpa: status: code 6 (result code 6)\n"));
     const json document = json::parse(run({"status", "--json"}).out);
     EXPECT_EQ(document.at("free_memory"), json::parse(R"({"result":6,"description":"code 6"})"));

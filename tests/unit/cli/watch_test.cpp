@@ -62,6 +62,12 @@ TEST_F(watch, ends_after_so_many_events)
     EXPECT_EQ(run({"watch", "--count", "1"}).out, "modem0: profile enabling: done\n");
 }
 
+TEST_F(watch, does_not_say_that_it_waits_when_it_is_to_be_quiet)
+{
+    library.events = {{"gsm.modem0", 1, 0, ""}};
+    EXPECT_EQ(run({"watch", "--quiet", "--count", "1"}).err, "");
+}
+
 TEST_F(watch, takes_no_other_number_of_events)
 {
     for (const char *count : {"0", "-1", "1.5", "many", "1234567890", ""})
