@@ -40,8 +40,7 @@ uint32_t LPA__delete_profile(const char *modem, const char *iccid, char **json, 
 /* Deletes every profile on the card and its default SM-DP+ address. No document: *json becomes null. */
 uint32_t LPA__reset_memory(const char *modem, char **json, uint32_t *length);
 
-/* Deletes every profile but the manufacturing and bootstrap ones. One that the card refuses to delete stays; the log
- * tells. */
+/* Deletes every profile but the manufacturing and bootstrap ones. One that the card refuses to delete stays. */
 uint32_t LPA__reset_settings(const char *modem);
 
 /* Delivers the card's pending notifications. No document: *json becomes null, *length 0. */
