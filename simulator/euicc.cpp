@@ -364,13 +364,13 @@ void euicc::state::set(const json &command)
     changed.default_dp_address = command.value("default_dp_address", changed.default_dp_address);
     changed.root_ds_address = command.value("root_ds_address", changed.root_ds_address);
     const auto bytes = command.value("piece", piece);
-    const auto outgoing_too = command.value("get_response_only", get_response_only);
+    const auto only_get_response = command.value("get_response_only", get_response_only);
     const auto pending = command.value("refresh_pending", functions.refresh_pending);
     const auto tag = command.value("sima_response_tag", download.sima_response_tag);
     store.state() = changed;
     store.commit();
     piece = bytes;
-    get_response_only = outgoing_too;
+    get_response_only = only_get_response;
     functions.refresh_pending = pending;
     download.sima_response_tag = tag;
 }
