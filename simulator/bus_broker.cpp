@@ -1,5 +1,6 @@
 #include "simulator/bus_broker.h"
 #include "simulator/blob.h"
+#include "simulator/control_command.h"
 #include "simulator/descriptor.h"
 #include <algorithm>
 #include <array>
@@ -547,15 +548,15 @@ bus_broker::~bus_broker() = default;
 json bus_broker::control(const json &command)
 {
     const std::lock_guard lock(state_->mutex);
-    const auto &what = command.at("bus");
-    if (what == "events") return {{"events", state_->events}};
-    if (what == "calls") return {{"calls", state_->calls}};
-    if (what == "clients") return {{"clients", state_->clients.size()}};
-    if (what == "set") {
+    const control_command asked(command, "bus", "bus");
+    if (asked.is("events")) return {{"events", state_->events}};
+    if (asked.is("calls")) return {{"calls", state_->calls}};
+    if (asked.is("clients")) return {{"clients", state_->clients.size()}};
+    if (asked.is_called("set")) {
         state_->set(command);
         return json::object();
     }
-    if (what != "clear") throw std::invalid_argument("\"bus\" takes events, calls, clients, clear or set");
+    if (!asked.is("clear")) throw std::invalid_argument("\"bus\" takes events, calls, clients, clear or set");
     state_->events = json::array();
     state_->calls = json::array();
     return json::object();

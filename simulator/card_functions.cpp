@@ -127,17 +127,13 @@ std::optional<uint8_t> card_functions::take_forced(uint16_t tag)
 
 void card_functions::force_result(uint16_t tag, uint8_t result, uint32_t times)
 {
+    if (!result_function_of(tag)) throw std::invalid_argument("the function has no result of its own");
     forced_.push_back({tag, result, times});
 }
 
-std::optional<card_answer> card_functions::execute(const element &request)
+const card_functions::result_function *card_functions::result_function_of(uint16_t tag)
 {
-    using operation = uint8_t (card_functions::*)(byte_view);
-    struct row {
-        uint16_t tag;
-        operation run;
-    };
-    static constexpr row operations[] = {
+    static constexpr result_function known[] = {
         {0xBF31, &card_functions::enable},
         {0xBF32, &card_functions::disable},
         {0xBF33, &card_functions::remove},
@@ -146,12 +142,17 @@ std::optional<card_answer> card_functions::execute(const element &request)
         {0xBF3F, &card_functions::set_default_address},
         {0xBF30, &card_functions::notification_sent},
     };
-    for (const row &entry : operations) {
-        if (entry.tag != request.tag) continue;
+    const auto *found = std::ranges::find(known, tag, &result_function::tag);
+    return found == std::end(known) ? nullptr : found;
+}
+
+std::optional<card_answer> card_functions::execute(const element &request)
+{
+    if (const result_function *function = result_function_of(request.tag)) {
         const auto ordered = take_forced(request.tag);
         if (ordered) return card_answer{result_response(request.tag, *ordered)};
         if (!read_elements(request.value)) return card_answer{{}, sw_incorrect_data};
-        return card_answer{result_response(request.tag, (this->*entry.run)(request.value))};
+        return card_answer{result_response(request.tag, (this->*function->run)(request.value))};
     }
     const card_state &state = store_.state();
     switch (request.tag) {

@@ -35,11 +35,16 @@ class card_functions {
                                              byte_view iccid);
 
     // Results that a test orders: the next `times` calls of the function with this tag answer with this number and do
-    // nothing else.
+    // nothing else. Throws std::invalid_argument for a function whose response holds more than a result.
     void force_result(uint16_t tag, uint8_t result, uint32_t times);
     bool refresh_pending = false; // set when a state change asked for a REFRESH; the card answers 6985 until a restart
 
   private:
+    struct result_function {
+        uint16_t tag;
+        uint8_t (card_functions::*run)(byte_view request);
+    };
+    static const result_function *result_function_of(uint16_t tag); // null: its response holds more
     struct forced {
         uint16_t tag;
         uint8_t result;

@@ -1,5 +1,6 @@
 #include "simulator/es9_faults.h"
 #include "simulator/bound_package.h"
+#include "simulator/control_command.h"
 #include "simulator/faults.h"
 #include <algorithm>
 #include <stdexcept>
@@ -10,35 +11,36 @@ using nlohmann::json;
 
 struct fault_kind {
     const char *name;
-    const char *required; // parameter; null: none
+    const char *required = ""; // parameter; empty: none
+    const char *others = "";
 };
 constexpr fault_kind kinds[] = {
     // the answer is not what was worked out
-    {"http-status", "status"},
-    {"refuse", nullptr},
+    {"http-status", "status", "body"},
+    {"refuse", "", "subject reason message"},
     {"execution-status", "value"},
     {"remove-member", "member"},
-    {"set-member", "member"},
+    {"set-member", "member", "value"},
     {"body", "body"},
     {"escape", "characters"},
-    {"empty-body", nullptr},
+    {"empty-body"},
     {"truncated-body", "bytes"},
     // the connection fails
-    {"close", nullptr},
-    {"cut-connection", "bytes"},
-    {"silence", nullptr},
-    {"kill", "pid"},
-    {"slow-body", "milliseconds"},
-    {"endless-body", nullptr},
+    {"close"},
+    {"cut-connection", "bytes", "reset"},
+    {"silence"},
+    {"kill", "pid", "signal"},
+    {"slow-body", "milliseconds", "piece"},
+    {"endless-body", "", "milliseconds piece"},
     // the server works wrongly
-    {"wrong-signature", nullptr},
+    {"wrong-signature"},
     {"wrong-certificate", "which"},
-    {"wrong-transaction-id", nullptr},
-    {"wrong-challenge", nullptr},
-    {"wrong-address", nullptr},
-    {"unknown-ci", nullptr},
+    {"wrong-transaction-id"},
+    {"wrong-challenge"},
+    {"wrong-address"},
+    {"unknown-ci"},
     {"code-flag", "value"},
-    {"package", "defect"},
+    {"package", "defect", "place tag"},
 };
 constexpr const char *endpoints[] = {"initiateAuthentication", "authenticateClient", "getBoundProfilePackage",
                                      "handleNotification", "cancelSession"};
@@ -64,8 +66,10 @@ void ordered_faults::add(const json &command)
     require_one_of(endpoints, endpoint);
     const auto *kind = std::ranges::find_if(kinds, [&](const auto &row) { return name == row.name; });
     if (kind == std::end(kinds)) throw std::invalid_argument("no fault is called \"" + name + "\"");
-    if (kind->required && !command.contains(kind->required))
+    if (*kind->required && !command.contains(kind->required))
         throw std::invalid_argument("\"" + name + "\" needs \"" + kind->required + "\"");
+    check_members(command,
+                  std::string("server do endpoint kind at times processed ") + kind->required + " " + kind->others);
     if (name == "wrong-certificate") require_one_of(wrong_certificates, command.at("which"));
     if (name == "package") package_defect_named(command.at("defect")); // throws for an unknown one
     if (name == "kill") process_signal_of(command);                    // likewise

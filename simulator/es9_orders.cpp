@@ -1,4 +1,5 @@
 #include "simulator/es9_orders.h"
+#include "simulator/control_command.h"
 #include "simulator/profile_package.h"
 #include <algorithm>
 
@@ -28,6 +29,7 @@ std::vector<notification_target> notifications_argument(const json &entries)
 {
     std::vector<notification_target> result;
     for (const json &entry : entries) {
+        check_members(entry, "events address");
         notification_target target{0, entry.value("address", "")};
         for (const json &event : entry.at("events")) {
             const std::string name = event;

@@ -43,6 +43,10 @@ struct order {
     std::string profile_sha256;
 };
 
+constexpr const char *order_members =
+    "matching_id state eid confirmation_code code_flag eligible attempts max_attempts wrong_codes max_wrong_codes "
+    "replace_session_keys offers_one_time_key iccid size seed provider name class icon_type icon policy owner "
+    "notifications";
 // Reads the members that the command has, into a new order or over an old one. Throws std::invalid_argument.
 void read_order(const nlohmann::json &command, order &into);
 nlohmann::json to_json(const order &subject, const std::string &own_address);

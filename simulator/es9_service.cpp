@@ -584,8 +584,9 @@ json es9_service::add_order(const json &command)
 {
     const std::string matching_id = command.at("matching_id");
     order added;
-    added.iccid_digits = std::to_string(next_iccid_++);
+    added.iccid_digits = std::to_string(next_iccid_);
     read_order(command, added);
+    ++next_iccid_;
     orders_[matching_id] = added;
     return to_json(added, address_);
 }

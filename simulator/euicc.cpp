@@ -1,5 +1,6 @@
 #include "simulator/euicc.h"
 #include "simulator/card_download.h"
+#include "simulator/control_command.h"
 #include <algorithm>
 #include <deque>
 #include <mutex>
@@ -72,6 +73,7 @@ struct euicc::state {
     card_answer execute(byte_view request);
     std::optional<card_answer> take_ordered(uint16_t function);
     void reset();
+    void set(const json &command);
 
     mutable std::mutex mutex;
     card_store store;
@@ -297,12 +299,12 @@ json notification_json(const card_notification &notification)
             {"pending", to_hex(notification.pending)}};
 }
 
-card_profile profile_argument(const json &command, card_state &state)
+card_profile profile_argument(const json &command, uint32_t aid)
 {
     card_profile profile;
     profile.iccid = iccid_argument(command);
     profile.aid = from_hex("A0000005591010FFFFFFFF8900000000");
-    profile.aid[14] = static_cast<uint8_t>(state.next_aid++);
+    profile.aid[14] = static_cast<uint8_t>(aid);
     profile.enabled = command.value("enabled", false);
     profile.nickname = command.value("nickname", "");
     profile.provider = command.value("provider", "");
@@ -312,6 +314,7 @@ card_profile profile_argument(const json &command, card_state &state)
     profile.owner = from_hex(command.value("owner", ""));
     profile.size = command.value("size", 1024U);
     for (const json &entry : command.value("notifications", json::array())) {
+        check_members(entry, "events address");
         uint32_t events = 0;
         for (const json &name : entry.at("events"))
             events |= 1U << event_argument(name);
@@ -352,66 +355,81 @@ json euicc::inspect() const
             {"writes_until_cut", state_->store.writes_until_cut()}};
 }
 
+// All is read before anything is changed.
+void euicc::state::set(const json &command)
+{
+    card_state changed = store.state();
+    changed.memory = command.value("memory", changed.memory);
+    changed.next_sequence_number = command.value("next_sequence_number", changed.next_sequence_number);
+    changed.default_dp_address = command.value("default_dp_address", changed.default_dp_address);
+    changed.root_ds_address = command.value("root_ds_address", changed.root_ds_address);
+    const auto bytes = command.value("piece", piece);
+    const auto only_get_response = command.value("get_response_only", get_response_only);
+    const auto pending = command.value("refresh_pending", functions.refresh_pending);
+    const auto tag = command.value("sima_response_tag", download.sima_response_tag);
+    store.state() = changed;
+    store.commit();
+    piece = bytes;
+    get_response_only = only_get_response;
+    functions.refresh_pending = pending;
+    download.sima_response_tag = tag;
+}
+
 json euicc::control(const json &command)
 {
+    const control_command asked(command, "card");
+    if (asked.is("inspect")) return inspect();
     const std::lock_guard lock(state_->mutex);
     state &card = *state_;
     card_state &kept = card.store.state();
-    const std::string what = command.at("do");
     const uint32_t times = command.value("times", 1U);
-    if (what == "add-profile") {
-        const card_profile profile = profile_argument(command, kept);
+    if (asked.is("add-profile", "iccid enabled nickname provider name class policy owner size notifications")) {
+        const card_profile profile = profile_argument(command, kept.next_aid);
         if (kept.find_by_iccid(profile.iccid)) throw std::invalid_argument("the ICCID is on the card already");
         kept.profiles.push_back(profile);
+        ++kept.next_aid;
         card.store.commit();
-    } else if (what == "remove-profiles") {
+    } else if (asked.is("remove-profiles")) {
         kept.profiles.clear();
         card.store.commit();
-    } else if (what == "wipe") {
+    } else if (asked.is("wipe")) {
         const std::string eid = kept.eid;
         kept = {};
         kept.eid = eid;
         card.store.commit();
         card.reset();
-    } else if (what == "add-notification") {
+    } else if (asked.is("add-notification", "event address iccid sequence_number pending")) {
         const uint32_t number = command.value("sequence_number", kept.next_sequence_number);
-        kept.next_sequence_number = std::max(kept.next_sequence_number, number + 1);
         const uint32_t event = event_argument(command.at("event"));
         const std::string address = command.at("address");
         const byte_vector iccid = command.contains("iccid") ? iccid_argument(command) : byte_vector{};
         const byte_vector metadata = card_functions::notification_metadata(number, event, address, iccid);
         kept.notifications.push_back({number, event, address, iccid, pending_argument(command, card.who, metadata)});
+        kept.next_sequence_number = std::max(kept.next_sequence_number, number + 1);
         card.store.commit();
-    } else if (what == "set") {
-        kept.memory = command.value("memory", kept.memory);
-        kept.next_sequence_number = command.value("next_sequence_number", kept.next_sequence_number);
-        kept.default_dp_address = command.value("default_dp_address", kept.default_dp_address);
-        kept.root_ds_address = command.value("root_ds_address", kept.root_ds_address);
-        card.store.commit();
-        card.piece = command.value("piece", card.piece);
-        card.get_response_only = command.value("get_response_only", card.get_response_only);
-        card.functions.refresh_pending = command.value("refresh_pending", card.functions.refresh_pending);
-        card.download.sima_response_tag = command.value("sima_response_tag", card.download.sima_response_tag);
-    } else if (what == "open-channels") {
+    } else if (asked.is("set", "memory next_sequence_number default_dp_address root_ds_address piece "
+                               "get_response_only refresh_pending sima_response_tag")) {
+        card.set(command);
+    } else if (asked.is("open-channels", "count")) {
         for (uint32_t i = 0; i < command.at("count").get<uint32_t>(); ++i)
             card.manage_channel(0, 0);
-    } else if (what == "result") {
+    } else if (asked.is("result", "function result times")) {
         const uint16_t function = tag_argument(command);
         const uint8_t result = command.at("result");
         if (function == 0xBF38 || function == 0xBF21 || function == 0xBF41)
             card.download.force_error(function, result, times);
         else card.functions.force_result(function, result, times);
-    } else if (what == "answer") {
+    } else if (asked.is("answer", "function data sw times")) {
         const uint16_t sw = static_cast<uint16_t>(std::stoul(command.value("sw", "9000"), nullptr, 16));
         card.ordered.push_back({tag_argument(command), from_hex(command.value("data", "")), sw, times});
-    } else if (what == "fail-loading") {
+    } else if (asked.is("fail-loading", "command reason times")) {
         card.download.fail_at(command.at("command"), command.at("reason"), times);
-    } else if (what == "cut-power-at-write") {
+    } else if (asked.is("cut-power-at-write", "nth")) {
         card.store.cut_power_at_write(command.at("nth"));
-    } else if (what == "reset") {
+    } else if (asked.is("reset")) {
         card.reset();
     } else {
-        throw std::invalid_argument("the card does not know \"" + what + "\"");
+        throw std::invalid_argument("the card does not know \"" + asked.name() + "\"");
     }
     return json::object();
 }

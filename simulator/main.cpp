@@ -32,7 +32,11 @@ int run(int argc, char **argv)
     app.add_option("--modems", options.modems, "How many modems (1 to 5)")->check(CLI::Range(1, sim::max_modems));
     app.add_option("--bus", options.bus_path, "The bus's socket")->capture_default_str();
     app.add_option("--port", options.server_port, "The SM-DP+'s port; 0 chooses one")->check(CLI::Range(0, 65535));
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
+    }
     return simulate(options);
 }
 } // namespace

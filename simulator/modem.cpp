@@ -1,4 +1,5 @@
 #include "simulator/modem.h"
+#include "simulator/control_command.h"
 #include "simulator/descriptor.h"
 #include <array>
 #include <cerrno>
@@ -274,25 +275,26 @@ bool modem::state::is_read_out(const outgoing &last) const
 
 json modem::state::control(const json &command)
 {
-    const std::string what = command.at("do");
-    if (what == "log") return {{"log", log()}};
-    if (what == "inspect") {
+    const control_command asked(command, "modem");
+    if (asked.is("log")) return {{"log", log()}};
+    if (asked.is("inspect")) {
         json result = interpreter.describe();
         result["terminal"] = link;
         result["present"] = static_cast<bool>(terminal.master);
         return result;
     }
-    if (what == "clear-log") interpreter.log.clear();
-    else if (what == "set") interpreter.set(command);
-    else if (what == "fault") interpreter.faults.add(command);
-    else if (what == "clear-faults") interpreter.faults.clear();
-    else if (what == "line") queue_text(clock::now(), interpreter.unsolicited(command.at("text").get<std::string>()));
-    else if (what == "hang-up") unplug(command.value("return_ms", -1));
-    else if (what == "return") {
+    if (asked.is("clear-log")) interpreter.log.clear();
+    else if (asked.is_called("set")) interpreter.set(command);
+    else if (asked.is_called("fault")) interpreter.faults.add(command);
+    else if (asked.is("clear-faults")) interpreter.faults.clear();
+    else if (asked.is("line", "text"))
+        queue_text(clock::now(), interpreter.unsolicited(command.at("text").get<std::string>()));
+    else if (asked.is("hang-up", "return_ms")) unplug(command.value("return_ms", -1));
+    else if (asked.is("return")) {
         std::erase_if(output, [](const outgoing &entry) { return entry.vanishes; }); // one that is still to come
         if (!terminal.master) plug_in();
     } else {
-        throw std::invalid_argument("the modem does not know \"" + what + "\"");
+        throw std::invalid_argument("the modem does not know \"" + asked.name() + "\"");
     }
     return json::object();
 }

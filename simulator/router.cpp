@@ -45,7 +45,6 @@ struct router::state {
     json terminals() const;
     void write_modem_configuration() const;
     json handle(const json &command);
-    json handle_server(const json &command);
     modem_with_card &modem_at(const json &number);
 
     fs::path directory;
@@ -106,24 +105,11 @@ modem_with_card &router::state::modem_at(const json &number)
 json router::state::handle(const json &command)
 {
     if (command.contains("modem")) return modem_at(command["modem"]).device.control(command);
-    if (command.contains("card")) {
-        euicc &card = modem_at(command["card"]).card;
-        return command.at("do") == "inspect" ? card.inspect() : card.control(command);
-    }
+    if (command.contains("card")) return modem_at(command["card"]).card.control(command);
     if (command.contains("bus")) return bus.control(command);
     if (command.contains("proxy")) return proxy.control(command);
-    if (command.contains("server")) return handle_server(command);
+    if (command.contains("server")) return server.control(command);
     throw std::invalid_argument("a command names modem, card, bus, proxy or server");
-}
-
-json router::state::handle_server(const json &command)
-{
-    const std::string what = command.at("do");
-    if (what == "inspect") return server.inspect();
-    if (what != "start" && what != "stop") return server.control(command);
-    if (what == "start") server.start(server_port);
-    else server.stop();
-    return json::object();
 }
 
 router::router(const router_options &options) : state_(std::make_unique<state>(options)) {}

@@ -1,4 +1,5 @@
 #include "simulator/smdp.h"
+#include "simulator/control_command.h"
 #include "simulator/es9_service.h"
 #include "simulator/faults.h"
 #include <algorithm>
@@ -486,10 +487,12 @@ json smdp::inspect() const
 
 json smdp::state::set(const json &command)
 {
-    style.escape_base64 = command.value("escape_base64", style.escape_base64);
-    style.header_last = command.value("header_last", style.header_last);
-    style.pretty = command.value("pretty", style.pretty);
+    writing_style changed;
+    changed.escape_base64 = command.value("escape_base64", style.escape_base64);
+    changed.header_last = command.value("header_last", style.header_last);
+    changed.pretty = command.value("pretty", style.pretty);
     if (command.contains("lower_case_ids")) service.set_lower_case_ids(command.at("lower_case_ids"));
+    style = changed;
     return json::object();
 }
 
@@ -497,22 +500,24 @@ json smdp::control(const json &command)
 {
     state &server = *state_;
     try {
-        const std::string what = command.at("do");
-        if (what == "stop") return stop(), json::object();
-        if (what == "start") return {{"port", start(command.value("port", server.port))}};
+        const control_command asked(command, "server");
+        if (asked.is("inspect")) return inspect();
+        if (asked.is("stop")) return stop(), json::object();
+        if (asked.is("start", "port")) return {{"port", start(command.value("port", server.port))}};
         const std::lock_guard guard(server.work_mutex);
-        if (what == "add-order") return server.service.add_order(command);
-        if (what == "set-order") return server.service.set_order(command);
-        if (what == "remove-order") return server.service.remove_order(command.at("matching_id")), json::object();
-        if (what == "add-fault") return server.faults.add(command), json::object();
-        if (what == "clear-faults") return server.faults.clear(), json::object();
-        if (what == "set") return server.set(command);
-        if (what == "clear-history") {
+        if (asked.is("add-order", order_members)) return server.service.add_order(command);
+        if (asked.is("set-order", order_members)) return server.service.set_order(command);
+        if (asked.is("remove-order", "matching_id"))
+            return server.service.remove_order(command.at("matching_id")), json::object();
+        if (asked.is_called("add-fault")) return server.faults.add(command), json::object();
+        if (asked.is("clear-faults")) return server.faults.clear(), json::object();
+        if (asked.is("set", "escape_base64 header_last pretty lower_case_ids")) return server.set(command);
+        if (asked.is("clear-history")) {
             server.service.clear_history();
             server.requests = json::array();
             return json::object();
         }
-        throw std::invalid_argument("the server does not know \"" + what + "\"");
+        throw std::invalid_argument("the server does not know \"" + asked.name() + "\"");
     } catch (const json::exception &error) {
         throw std::invalid_argument(error.what());
     } catch (const std::logic_error &error) {

@@ -1,4 +1,5 @@
 #include "simulator/socks_proxy.h"
+#include "simulator/control_command.h"
 #include <algorithm>
 #include <arpa/inet.h>
 #include <netdb.h>
@@ -196,12 +197,12 @@ void socks_proxy::connect_and_relay(int number)
 
 json socks_proxy::control(const json &command)
 {
-    const std::string what = command.at("do");
-    if (what == "refuse") {
+    const control_command asked(command, "proxy");
+    if (asked.is("refuse", "reply")) {
         reply_ = command.at("reply").get<uint8_t>();
         return json::object();
     }
-    if (what != "inspect") throw std::invalid_argument("the proxy does not know \"" + what + "\"");
+    if (!asked.is("inspect")) throw std::invalid_argument("the proxy does not know \"" + asked.name() + "\"");
     const std::lock_guard lock(mutex_);
     return {{"targets", targets_}};
 }

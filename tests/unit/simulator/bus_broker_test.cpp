@@ -261,7 +261,9 @@ TEST_F(broker, has_switches)
 {
     EXPECT_THROW(control(R"({"bus":"set","unheard":1})"), std::invalid_argument);
     EXPECT_THROW(control(R"({"bus":"set","write_status":14})"), std::invalid_argument);
-    EXPECT_THROW(control(R"({"bus":"unheard"})"), std::invalid_argument);
+    for (const char *refused : {R"({"bus":"unheard"})", R"({"bus":"events","x":1})", R"({"bus":"calls","x":1})",
+                                R"({"bus":"clients","x":1})", R"({"bus":"clear","x":1})"})
+        EXPECT_THROW(control(refused), std::invalid_argument) << refused;
 }
 
 TEST_F(broker, does_not_take_a_socket_that_is_served)

@@ -150,6 +150,53 @@ TEST_F(card, with_the_refresh_flag_answers_6985_until_a_restart)
     EXPECT_EQ(ask("BF2D045C025A90"), "BF2D10A00EE30C5A0A981032547698103254F6");
 }
 
+TEST_F(card, gives_the_results_that_were_ordered)
+{
+    for (const char *function : {"BF29", "BF30", "BF31", "BF32", "BF33", "BF34", "BF3F"})
+        euicc.control({{"do", "result"}, {"function", function}, {"result", 5}});
+    open_session();
+    for (const char *function : {"BF29", "BF30", "BF31", "BF32", "BF33", "BF34", "BF3F"})
+        EXPECT_EQ(ask(function + std::string("00")), function + std::string("03800105"));
+}
+
+TEST_F(card, takes_no_result_for_functions_that_have_none)
+{
+    for (const char *function : {"BF20", "BF22", "BF28", "BF2B", "BF2D", "BF2E", "BF3C", "BF3E", "BF43", "BF99"})
+        EXPECT_THROW(euicc.control({{"do", "result"}, {"function", function}, {"result", 5}}), std::invalid_argument)
+            << function;
+}
+
+TEST_F(card, an_order_with_an_error_changes_nothing)
+{
+    euicc.control({{"do", "add-profile"}, {"iccid", "8901234567890123456"}});
+    euicc.control({{"do", "add-notification"}, {"event", "install"}, {"address", "smdp.example"}});
+    open_session();
+    const auto before = euicc.inspect();
+    const nlohmann::json event = {{{"events", {"enable"}}, {"adress", "smdp.example"}}};
+    const nlohmann::json bad[] = {
+        {{"do", "inspect"}, {"x", 1}},
+        {{"do", "add-profile"}, {"iccid", "8901234567890123457"}, {"nam", "One"}},
+        {{"do", "add-profile"}, {"iccid", "8901234567890123457"}, {"notifications", event}},
+        {{"do", "remove-profiles"}, {"x", 1}},
+        {{"do", "wipe"}, {"x", 1}},
+        {{"do", "add-notification"}, {"event", "install"}, {"address", "smdp.example"}, {"icid", "89"}},
+        {{"do", "add-notification"}, {"event", "sleep"}, {"address", "smdp.example"}, {"sequence_number", 90}},
+        {{"do", "set"}, {"memory", 4}, {"default_dp_adress", "smdp.example"}},
+        {{"do", "set"}, {"memory", 4}, {"piece", "small"}},
+        {{"do", "open-channels"}, {"count", 2}, {"x", 1}},
+        {{"do", "result"}, {"function", "BF3E"}, {"result", 1}, {"time", 2}},
+        {{"do", "answer"}, {"function", "BF3E"}, {"time", 2}},
+        {{"do", "fail-loading"}, {"command", 1}, {"reason", 1}, {"time", 2}},
+        {{"do", "cut-power-at-write"}, {"nth", 1}, {"times", 2}},
+        {{"do", "reset"}, {"x", 1}},
+        {{"do", "unheard"}},
+    };
+    for (const auto &command : bad)
+        EXPECT_ANY_THROW(euicc.control(command)) << command;
+    EXPECT_EQ(euicc.inspect(), before);
+    EXPECT_EQ(ask("BF3E035C015A"), "BF3E125A1089049032123451234512345678901235");
+}
+
 struct operation_case {
     const char *name, *request, *response;
 };

@@ -195,7 +195,13 @@ TEST_F(modem_terminal, takes_commands_of_its_own)
     EXPECT_EQ(exchange("AT", "ERROR\r\n"), "AT\r\r\nERROR\r\n");
     control(R"({"do":"clear-faults"})");
     EXPECT_EQ(exchange("AT"), "AT\r\r\nOK\r\n");
-    EXPECT_THROW(control(R"({"do":"unheard"})"), std::invalid_argument);
+    for (const char *refused :
+         {R"({"do":"unheard"})", R"({"do":"log","x":1})", R"({"do":"inspect","x":1})", R"({"do":"clear-log","x":1})",
+          R"({"do":"set","latency":1})", R"({"do":"fault","kind":"silence","nht":1})", R"({"do":"clear-faults","x":1})",
+          R"({"do":"line","text":"RING","x":1})", R"({"do":"hang-up","return":1})", R"({"do":"return","x":1})"})
+        EXPECT_THROW(control(refused), std::invalid_argument) << refused;
+    EXPECT_EQ(exchange("AT"), "AT\r\r\nOK\r\n"); // nothing of that was done
+    EXPECT_EQ(control(R"({"do":"log"})")["log"].size(), 3U);
     EXPECT_THROW(control("{}"), json::exception);
 }
 } // namespace

@@ -234,6 +234,18 @@ TEST_F(server, refuses_commands_it_does_not_understand)
         {{"do", "set-order"}, {"matching_id", "A"}},
         {{"do", "remove-order"}, {"matching_id", "A"}},
         {{"do", "start"}},
+        {{"do", "inspect"}, {"x", 1}},
+        {{"do", "stop"}, {"x", 1}},
+        {{"do", "add-order"}, {"matching_id", "A"}, {"foo", 1}},
+        {{"do", "add-order"}, {"matching_id", "A"}, {"notifications", {{{"events", json::array()}, {"adress", "a"}}}}},
+        {{"do", "set-order"}, {"matching_id", "FIRST"}, {"stat", "expired"}},
+        {{"do", "remove-order"}, {"matching_id", "FIRST"}, {"x", 1}},
+        {{"do", "clear-faults"}, {"x", 1}},
+        {{"do", "clear-history"}, {"x", 1}},
+        {{"do", "set"}, {"foo", true}},
+        {{"do", "set"}, {"pretty", true}, {"lower_case_ids", 1}},
+        {{"do", "add-fault"}, {"endpoint", "cancelSession"}, {"kind", "close"}, {"time", 2}},
+        {{"do", "add-fault"}, {"endpoint", "cancelSession"}, {"kind", "close"}, {"bytes", 2}},
         {{"do", "add-fault"}, {"endpoint", "cancelSession"}, {"kind", "nonsense"}},
         {{"do", "add-fault"}, {"endpoint", "nonsense"}, {"kind", "close"}},
         {{"do", "add-fault"}, {"endpoint", "cancelSession"}, {"kind", "http-status"}},
@@ -242,10 +254,15 @@ TEST_F(server, refuses_commands_it_does_not_understand)
         {{"do", "add-fault"}, {"endpoint", "cancelSession"}, {"kind", "package"}, {"defect", "nonsense"}},
         {{"do", "add-fault"}, {"endpoint", "cancelSession"}, {"kind", "wrong-certificate"}, {"which", "nonsense"}},
     };
+    order();
+    fault("cancelSession", "close");
+    initiate();
+    const json before = smdp.inspect();
     for (const json &command : bad)
         EXPECT_THROW(smdp.control(command), std::invalid_argument) << command;
-    EXPECT_TRUE(smdp.inspect().at("orders").empty());
-    EXPECT_TRUE(smdp.inspect().at("faults").empty());
+    EXPECT_EQ(smdp.inspect(), before);
+    EXPECT_TRUE(initiate().body.starts_with("{\"header\"")); // neither down nor pretty
+    EXPECT_EQ(smdp.control({{"do", "add-order"}, {"matching_id", "B"}}).at("iccid"), "8999900000000000002");
 }
 
 TEST_F(server, forgets_its_history_on_demand)
@@ -268,6 +285,7 @@ TEST_F(server, goes_down_and_comes_back_on_its_port)
     smdp.stop(); // once more does nothing
     EXPECT_EQ(initiate().status, -1);
     EXPECT_EQ(smdp.control({{"do", "start"}}).at("port"), port);
+    EXPECT_EQ(smdp.control({{"do", "inspect"}}), smdp.inspect());
     EXPECT_EQ(authenticate(initiated).codes(), "Executed-Success"); // sessions outlive it
     EXPECT_EQ(smdp.inspect().at("address"), address);
     sim::smdp second(*world);

@@ -187,6 +187,8 @@ TEST_F(proxy, does_not_know_other_commands)
 {
     EXPECT_THROW(served.control({{"do", "unheard"}}), std::invalid_argument);
     EXPECT_THROW(served.control({{"do", "refuse"}}), json::exception);
+    EXPECT_THROW(served.control({{"do", "refuse"}, {"reply", 1}, {"x", 1}}), std::invalid_argument);
+    EXPECT_THROW(served.control({{"do", "inspect"}, {"x", 1}}), std::invalid_argument);
 }
 
 TEST(proxy_end, does_not_wait_for_silent_clients)
