@@ -77,6 +77,9 @@ void scripted_terminal::play(std::vector<reply> replies)
     player_ = std::thread([this, replies = std::move(replies)] {
         for (const reply &next : replies) {
             commands_.push_back(read_command());
+            int exclusive = 0;
+            EXPECT_EQ(ioctl(slave_, TIOCGEXCL, &exclusive), 0);
+            held_alone_.push_back(exclusive != 0);
             for (const std::string &piece : next.pieces)
                 if (!write_and_wait(piece)) return;
             if (next.hang_up) hang_up();

@@ -20,6 +20,8 @@ class scripted_terminal {
     // Ends the script: nobody reads any more. The commands received, line ends included.
     std::vector<std::string> commands();
     void write(const std::string &text) const; // from the modem, at once
+    // Whether nobody else may open the terminal, for each command received; after commands().
+    const std::vector<bool> &held_alone() const { return held_alone_; }
 
   private:
     void hang_up();
@@ -29,6 +31,7 @@ class scripted_terminal {
     int slave_ = -1; // held open, so that the reader's closing is no hang-up
     std::string path_;
     std::vector<std::string> commands_;
+    std::vector<bool> held_alone_;
     std::atomic<bool> ends_ = false;
     std::thread player_;
 };
