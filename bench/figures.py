@@ -106,7 +106,9 @@ def instructions(tree, library, processor_seconds):
            f"largest over smallest at most {FLATNESS}: {spread:.4f}", spread <= FLATNESS)
     ratio = all_together[-1] / all_together[-2]
     figure("instructions of the process, 8 MB over 1 MB", f"{ratio:.2f}",
-           f"at most 8.5; this time {processor_seconds['8 MB']:.2f} s over {processor_seconds['1 MB']:.2f} s", ratio <= 8.5)
+           "at most 8.5", ratio <= 8.5)
+    longer, shorter = processor_seconds["8 MB"], processor_seconds["1 MB"]
+    figure("  processor time of the same, untraced", f"{longer / shorter:.2f}", f"{longer:.2f} s over {shorter:.2f} s")
 
 
 def log_calls(tree):

@@ -15,7 +15,7 @@ uint32_t get_config_file(char text[CONFIGURATION_BYTES])
     }
     const off_t length = lseek(file, 0, SEEK_END);
     if (length >= CONFIGURATION_BYTES) {
-        // The 4 stands where readers of old logs expect it; it is not the size of the buffer.
+        // The 4 stands where readers of the log expect it; it is not the size of the buffer.
         log__string(
             LOG__ERROR,
             "[get_config_file] Buffer config_file too small to handle the %d bytes of the vorn_config.json, buffer_size %d < length %d",

@@ -42,7 +42,7 @@ constexpr size_t shortest_apdu_text = 10;
 constexpr size_t longest_apdu_text = 522;
 constexpr size_t longest_line = 16384; // beyond it, the rest of a command line is dropped
 
-constexpr std::array unsolicited_texts = {"+CREG: 1", "+QIND: \"csq\",20,99", "^SIMST: 1", "+CPIN: READY"};
+constexpr std::array unsolicited_texts = {"+CREG: 1", "+CGEV: ME DETACH", "+CIEV: 1,3", "+CPIN: READY"};
 
 std::string upper(std::string text)
 {
@@ -311,7 +311,7 @@ at_interpreter::answer at_interpreter::apply(const fault &applied, progress &sta
         restart_card();
         return error(cme_sim_failure);
     case fault_kind::garbage:
-        given.noise = unsolicited("^SIMST: 1") + "\x01\x7f~";
+        given.noise = unsolicited("+CIEV: 1,3") + "\x01\x7f~";
         state.afterwards = given.noise;
         return given;
     default:

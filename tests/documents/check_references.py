@@ -5,7 +5,6 @@ usage: check_references.py SOURCE_DIR
 """
 import pathlib
 import re
-import subprocess
 import sys
 
 
@@ -22,15 +21,15 @@ def missing_files(source, document):
 
 def main(source):
     problems = []
-    listed = subprocess.run(["git", "ls-files", "*.md"], cwd=source, capture_output=True, text=True, check=True)
-    for document in listed.stdout.split():
-        problems += [f"{document}: there is no {name}" for name in missing_files(source, source / document)]
+    documents = [path for path in source.rglob("*.md") if path.relative_to(source).parts[0] != "build"]
+    for document in documents:
+        problems += [f"{document.relative_to(source)}: there is no {name}" for name in missing_files(source, document)]
     header = (source / "lpa/lpa.h").read_text()
     names = re.findall(r"^[\w ]+?\*?(\w+)\(.*[,;]$", header, re.M) + re.findall(r"^extern .*?(\w+);", header, re.M)
     text = (source / "docs/api.md").read_text()
     problems += [f"docs/api.md: {name} is left out" for name in names if name not in text]
-    print("\n".join(problems) if problems else f"{len(names)} names, all there")
-    return len(names) > 10 and not problems
+    print("\n".join(problems) if problems else f"{len(documents)} documents, {len(names)} names, all there")
+    return len(names) > 10 and len(documents) > 10 and not problems
 
 
 sys.exit(0 if main(pathlib.Path(sys.argv[1])) else 1)

@@ -18,8 +18,6 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-std::string at_csim(const std::string &apdu) { return "AT+CSIM=" + std::to_string(apdu.size()) + ",\"" + apdu + "\""; }
-
 class apdu : public testing::Test {
   protected:
     apdu()

@@ -18,8 +18,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using answer = fake_modem_type::answer;
 
-std::string at_csim(const std::string &apdu) { return "AT+CSIM=" + std::to_string(apdu.size()) + ",\"" + apdu + "\""; }
-
 const std::string ask_cmee = "AT+CMEE=?";
 const std::string set_cmee = "AT+CMEE=2";
 const std::string open_channel = at_csim("0070000001");

@@ -21,3 +21,9 @@ extern fake_modem_type fake_modem;
 
 // The modem's answer to AT+CSIM: csim("9000") is "\r\n+CSIM: 4,\"9000\"\r\n\r\nOK\r\n".
 std::string csim(const std::string &response_hex);
+
+// The command (3GPP TS 27.007, 8.17) that carries this APDU, given as hexadecimal digits.
+inline std::string at_csim(const std::string &apdu)
+{
+    return "AT+CSIM=" + std::to_string(apdu.size()) + ",\"" + apdu + "\"";
+}

@@ -6,6 +6,7 @@
 #include "unit/lpa/scripted_card.h"
 #include <cstring>
 #include <functional>
+#include <iterator>
 #include <memory>
 
 namespace {
@@ -112,6 +113,7 @@ struct conversion_case {
 void PrintTo(const conversion_case &row, std::ostream *out) { *out << row.answer; }
 
 class conversion : public lpa_test, public testing::WithParamInterface<conversion_case> {};
+class good_conversion : public conversion {};
 
 // Lines of the converters themselves: decoders and parsers below them have tests of their own.
 std::string own_lines(const log_capture &log, int level)
@@ -132,9 +134,8 @@ TEST_P(conversion, gives_document_and_log)
 }
 
 // Runs each converter on its answer cut short at every byte: never a document, never a read behind the end.
-TEST_P(conversion, of_a_cut_answer_fails)
+TEST_P(good_conversion, of_a_cut_answer_fails)
 {
-    if (GetParam().expected.rc != 0) return;
     const auto answer = bytes(GetParam().answer);
     for (size_t length = 0; length < answer.size(); ++length) {
         const outcome cut = convert(GetParam().convert, first_bytes(answer, length));
@@ -144,9 +145,8 @@ TEST_P(conversion, of_a_cut_answer_fails)
     }
 }
 
-TEST_P(conversion, without_memory_gives_9_for_every_allocation)
+TEST_P(good_conversion, without_memory_gives_9_for_every_allocation)
 {
-    if (GetParam().expected.rc != 0) return;
     for (int nth = 1;; ++nth) {
         failing_memory failing(nth);
         const outcome starved = convert(GetParam().convert, GetParam().answer);
@@ -163,7 +163,7 @@ TEST_P(conversion, without_memory_gives_9_for_every_allocation)
 #define NOTIFICATIONS "[lpa_tlv_to_json__list_notifications] "
 
 // clang-format off
-INSTANTIATE_TEST_SUITE_P(table, conversion, testing::ValuesIn(std::to_array<conversion_case>({
+const std::vector<conversion_case> conversions = {
     {"eid", eid, "BF3E125A1089049032123451234512345678901235", {0, R"({"eid":"89049032123451234512345678901235"})", 0}, ""},
     {"eid_of_15_bytes", eid, "BF3E115A0F890490321234512345123456789012", {1, "(null)", 0}, ""},
     {"eid_without_its_outer_tag", eid, "5A1089049032123451234512345678901235", {1, "(null)", 0}, ""},
@@ -223,8 +223,21 @@ INSTANTIATE_TEST_SUITE_P(table, conversion, testing::ValuesIn(std::to_array<conv
     {"address_removed", no_address, "BF3F03800100", {0, R"({"result":0,"description":"Default SM-DP+ address removed"})", 0}, ""},
     {"address_not_changed_sets_the_flag", address, "BF3F0380017F", {0, R"({"result":127,"description":"Default SM-DP+ address not changed. Undefined error"})", 1}, ""},
     {"undefined_address_result", address, "BF3F03800101", {1, "(null)", 0}, "[lpa_tlv_to_json__set_default_dp_address_response] Error extracting the data from the SetDefaultDpAddressResponse, rc 1\n"},
-})), [](const auto &info) { return std::string(info.param.name); });
+};
 // clang-format on
+
+std::vector<conversion_case> good_conversions()
+{
+    std::vector<conversion_case> result;
+    std::ranges::copy_if(conversions, std::back_inserter(result),
+                         [](const conversion_case &row) { return row.expected.rc == 0; });
+    return result;
+}
+
+std::string name_of(const testing::TestParamInfo<conversion_case> &info) { return info.param.name; }
+
+INSTANTIATE_TEST_SUITE_P(table, conversion, testing::ValuesIn(conversions), name_of);
+INSTANTIATE_TEST_SUITE_P(table, good_conversion, testing::ValuesIn(good_conversions()), name_of);
 
 struct empty_case {
     const char *name;

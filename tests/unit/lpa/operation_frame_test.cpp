@@ -7,6 +7,7 @@
 #include "unit/lpa/scripted_card.h"
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 namespace {
 
@@ -47,6 +48,11 @@ class every_operation : public lpa_test, public testing::WithParamInterface<oper
     }
     const operation_row &row = GetParam();
 };
+class operation_with_document : public every_operation {};
+class operation_that_can_be_refused : public every_operation {};
+class card_operation : public every_operation {};
+class operation_that_asks_again : public every_operation {}; // for a malformed answer
+class follow_ups : public every_operation {};
 
 TEST_P(every_operation, succeeds)
 {
@@ -164,9 +170,8 @@ TEST_P(every_operation, ends_at_once_after_any_other_code)
     EXPECT_EQ(update_events(), failure_events(row, 14));
 }
 
-TEST_P(every_operation, gives_no_document_when_the_answer_cannot_be_converted)
+TEST_P(operation_with_document, gives_no_document_when_the_answer_cannot_be_converted)
 {
-    if (!row.document) return;
     script_answer(row, "800100"); // well-formed, but no answer to this
     log_capture log;
     const operation_outcome outcome = run(row.run);
@@ -177,9 +182,8 @@ TEST_P(every_operation, gives_no_document_when_the_answer_cannot_be_converted)
     EXPECT_EQ(update_events(), success_events(row, 0));
 }
 
-TEST_P(every_operation, gives_16_and_the_document_when_the_card_reports_a_result_of_its_own)
+TEST_P(operation_that_can_be_refused, gives_16_and_the_document_when_the_card_reports_a_result_of_its_own)
 {
-    if (row.refused_answer.empty()) return;
     script_answer(row, row.refused_answer);
     log_capture log;
     const operation_outcome outcome = run(row.run);
@@ -191,9 +195,8 @@ TEST_P(every_operation, gives_16_and_the_document_when_the_card_reports_a_result
     EXPECT_EQ(pauses, success_pauses(row));
 }
 
-TEST_P(every_operation, does_not_mind_a_session_that_ends_badly)
+TEST_P(card_operation, does_not_mind_a_session_that_ends_badly)
 {
-    if (!row.is_card_operation()) return;
     forced.terminate = 1;
     log_capture log;
     expect_success(run(row.run));
@@ -203,9 +206,8 @@ TEST_P(every_operation, does_not_mind_a_session_that_ends_badly)
 
 // ---- Malformed answers --------------------------------------------------------------------------------------------
 
-TEST_P(every_operation, asks_again_for_a_malformed_answer)
+TEST_P(operation_that_asks_again, asks_again_for_a_malformed_answer)
 {
-    if (!*row.answer_title) return;
     for (int malformed = 1; malformed <= 2; ++malformed) {
         SetUp();
         for (int i = 0; i < malformed; ++i)
@@ -227,9 +229,8 @@ TEST_P(every_operation, asks_again_for_a_malformed_answer)
     }
 }
 
-TEST_P(every_operation, hands_the_third_malformed_answer_to_the_converter)
+TEST_P(operation_that_asks_again, hands_the_third_malformed_answer_to_the_converter)
 {
-    if (!*row.answer_title) return;
     script_answer(row, row.tag() + "0580");
     log_capture log;
     const operation_outcome outcome = run(row.run);
@@ -243,25 +244,22 @@ TEST_P(every_operation, hands_the_third_malformed_answer_to_the_converter)
     EXPECT_EQ(std::count(pauses.begin(), pauses.end(), 3u), 2);
 }
 
-TEST_P(every_operation, converts_a_good_answer_with_something_behind_it)
+TEST_P(operation_that_asks_again, converts_a_good_answer_with_something_behind_it)
 {
-    if (!*row.answer_title) return;
     script_answer(row, row.good_answer + "9000"); // tag 90 without a value
     expect_success(run(row.run));
     EXPECT_EQ(card.requests_of(row.tag()), 1);
 }
 
-TEST_P(every_operation, asks_again_when_there_is_no_answer)
+TEST_P(operation_that_asks_again, asks_again_when_there_is_no_answer)
 {
-    if (!*row.answer_title) return;
     card.first.push_back({""});
     expect_success(run(row.run));
     EXPECT_EQ(card.requests_of(row.tag()), 2);
 }
 
-TEST_P(every_operation, dumps_the_answer)
+TEST_P(operation_that_asks_again, dumps_the_answer)
 {
-    if (!*row.answer_title) return;
     log_capture log;
     expect_success(run(row.run));
     EXPECT_NE(("\n" + log.at(4)).find(std::string("\n4 ") + row.answer_title), std::string::npos);
@@ -300,12 +298,7 @@ TEST_P(every_operation, survives_the_lack_of_any_allocation)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(operations, every_operation, testing::ValuesIn(operation_table()),
-                         [](const auto &info) { return std::string(info.param.name).substr(5); });
-
 // ---- What follows a success ---------------------------------------------------------------------------------------
-
-class follow_ups : public every_operation {};
 
 TEST_P(follow_ups, a_reload_that_fails_is_only_logged)
 {
@@ -354,15 +347,32 @@ TEST_P(follow_ups, nothing_follows_a_failure)
     EXPECT_TRUE(rsp.notifications.empty());
 }
 
-std::vector<operation_row> operations_with_follow_up()
+// ---- What holds for which operations ------------------------------------------------------------------------------
+
+auto operations_where(bool (*holds)(const operation_row &row))
 {
     std::vector<operation_row> result;
-    for (const operation_row &row : operation_table())
-        if (row.after != follow_up::nothing) result.push_back(row);
-    return result;
+    std::ranges::copy_if(operation_table(), std::back_inserter(result), holds);
+    return testing::ValuesIn(result);
 }
 
-INSTANTIATE_TEST_SUITE_P(operations, follow_ups, testing::ValuesIn(operations_with_follow_up()),
-                         [](const auto &info) { return std::string(info.param.name).substr(5); });
+std::string name_of(const testing::TestParamInfo<operation_row> &info)
+{
+    return std::string(info.param.name).substr(5);
+}
+
+constexpr auto any = [](const operation_row &) { return true; };
+constexpr auto has_document = [](const operation_row &row) { return row.document != nullptr; };
+constexpr auto can_be_refused = [](const operation_row &row) { return !row.refused_answer.empty(); };
+constexpr auto is_of_the_card = [](const operation_row &row) { return row.is_card_operation(); };
+constexpr auto asks_again = [](const operation_row &row) { return *row.answer_title != 0; };
+constexpr auto has_follow_up = [](const operation_row &row) { return row.after != follow_up::nothing; };
+
+INSTANTIATE_TEST_SUITE_P(operations, every_operation, operations_where(any), name_of);
+INSTANTIATE_TEST_SUITE_P(operations, operation_with_document, operations_where(has_document), name_of);
+INSTANTIATE_TEST_SUITE_P(operations, operation_that_can_be_refused, operations_where(can_be_refused), name_of);
+INSTANTIATE_TEST_SUITE_P(operations, card_operation, operations_where(is_of_the_card), name_of);
+INSTANTIATE_TEST_SUITE_P(operations, operation_that_asks_again, operations_where(asks_again), name_of);
+INSTANTIATE_TEST_SUITE_P(operations, follow_ups, operations_where(has_follow_up), name_of);
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "support/bytes.h"
 #include "unit/platform/bus_peer.h"
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <fcntl.h>
@@ -11,7 +12,22 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
+
+namespace {
+std::function<void(int error)> after_connect; // of the client, 0 when it is connected
+}
+
+// In the C library's place, for the bus client as well.
+extern "C" int connect(int socket, const sockaddr *address, socklen_t length)
+{
+    const long rc = syscall(SYS_connect, socket, address, length);
+    const int error = errno;
+    if (after_connect) after_connect(rc == 0 ? 0 : error);
+    errno = error;
+    return static_cast<int>(rc);
+}
 
 namespace {
 using namespace bus_peer;
@@ -269,20 +285,48 @@ TEST(bus, gives_up_on_a_broker_that_does_not_answer)
     EXPECT_EQ(connection(bus.path).status, UBUS_STATUS_CONNECTION_FAILED);
 }
 
+// A broker whose queue of clients is full: one waits in it already.
+struct busy_broker {
+    busy_broker()
+    {
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        const auto *name = reinterpret_cast<const sockaddr *>(&address);
+        EXPECT_EQ(bind(listener.get(), name, sizeof address), 0);
+        EXPECT_EQ(listen(listener.get(), 0), 0);
+        EXPECT_EQ(connect(waiting.get(), name, sizeof address), 0);
+    }
+    ~busy_broker()
+    {
+        after_connect = nullptr;
+        unlink(path.c_str());
+    }
+    sim::descriptor accept_one() const { return sim::descriptor(accept(listener.get(), nullptr, nullptr)); }
+    const std::string path = "/tmp/lpa_bus_test_busy_" + std::to_string(getpid());
+    const sim::descriptor listener{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+    const sim::descriptor waiting{socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)};
+};
+
 TEST(bus, waits_for_a_broker_that_is_busy_accepting)
 {
-    const sim::descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const std::string path = "/tmp/lpa_bus_test_busy_" + std::to_string(getpid());
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    ASSERT_EQ(bind(listener.get(), reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-    ASSERT_EQ(listen(listener.get(), 0), 0);
-    const sim::descriptor waiting(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    ASSERT_EQ(connect(waiting.get(), reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-    const short_patience patience(30); // nobody accepts, so this client's turn never comes
-    EXPECT_EQ(connection(path).status, UBUS_STATUS_CONNECTION_FAILED);
-    unlink(path.c_str());
+    const busy_broker broker;
+    std::vector<int> errors;
+    std::vector<sim::descriptor> accepted;
+    after_connect = [&](int error) { // the broker's turn comes between two attempts of the client
+        errors.push_back(error);
+        accepted.push_back(broker.accept_one());
+        if (error == 0) send_all(accepted.back().get(), hello());
+    };
+    EXPECT_EQ(connection(broker.path).status, 0);
+    EXPECT_THAT(errors, testing::ElementsAre(EAGAIN, 0));
+}
+
+TEST(bus, gives_up_on_a_broker_that_never_accepts)
+{
+    const busy_broker broker;
+    const short_patience patience(30);
+    EXPECT_EQ(connection(broker.path).status, UBUS_STATUS_CONNECTION_FAILED);
 }
 
 struct greeting_case {

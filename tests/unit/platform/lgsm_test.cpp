@@ -8,6 +8,7 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <optional>
+#include <pty.h>
 #include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -78,8 +79,8 @@ INSTANTIATE_TEST_SUITE_P(
         {"unsolicited_before_the_echo", "\r\n+CREG: 1\r\nAT+CSIM=10,\"0070000001\"\r\r\nOK\r\n",
          "\r\n+CREG: 1\r\n\r\nOK\r\n"},
         {"unsolicited_between_echo_and_answer",
-         "AT+CSIM=10,\"0070000001\"\r\r\n^SIMST: 1\r\n\r\n+CSIM: 4,\"9000\"\r\n\r\nOK\r\n",
-         "\r\n^SIMST: 1\r\n\r\n+CSIM: 4,\"9000\"\r\n\r\nOK\r\n"},
+         "AT+CSIM=10,\"0070000001\"\r\r\n+CIEV: 1,3\r\n\r\n+CSIM: 4,\"9000\"\r\n\r\nOK\r\n",
+         "\r\n+CIEV: 1,3\r\n\r\n+CSIM: 4,\"9000\"\r\n\r\nOK\r\n"},
         {"unsolicited_behind_the_answer", "\r\nOK\r\n\r\n+CREG: 5\r\n", "\r\nOK\r\n"},
         {"cr_cr_lf", "\r\r\n+CSIM: 4,\"9000\"\r\r\n\r\r\nOK\r\r\n", "\r\r\n+CSIM: 4,\"9000\"\r\r\n\r\r\nOK\r\n"},
         {"line_feeds_only", "\nOK\n\n", "\nOK\r\n"},
@@ -88,8 +89,8 @@ INSTANTIATE_TEST_SUITE_P(
         {"cme_error_text", "\r\n+CME ERROR: SIM busy\r\n", "\r\n+CME ERROR: SIM busy\r\n"},
         {"cms_error", "\r\n+CMS ERROR: 500\r\n", "\r\n+CMS ERROR: 500\r\n"},
         {"blank_behind_the_result", "\r\nOK \r\n", "\r\nOK \r\n"},
-        {"result_within_a_line_is_no_result", "\r\n+QIND: OK\r\nOK later\r\n\r\nERROR\r\n",
-         "\r\n+QIND: OK\r\nOK later\r\n\r\nERROR\r\n"},
+        {"result_within_a_line_is_no_result", "\r\n+CGEV: OK\r\nOK later\r\n\r\nERROR\r\n",
+         "\r\n+CGEV: OK\r\nOK later\r\n\r\nERROR\r\n"},
         {"csim_without_quotes", "\r\n+CSIM: 4,9000\r\nOK\r\n", "\r\n+CSIM: 4,\"9000\"\r\nOK\r\n"},
         {"csim_without_blank", "\r\n+CSIM:4,\"9000\"\r\nOK\r\n", "\r\n+CSIM: 4,\"9000\"\r\nOK\r\n"},
         {"csim_in_lower_case", "\r\n+csim: 6,\"ab9000\"\r\nok\r\n", "\r\n+CSIM: 6,\"ab9000\"\r\nok\r\n"},
@@ -156,6 +157,24 @@ TEST(lgsm_exec, gives_up_at_the_callers_time_when_that_is_shorter)
     EXPECT_EQ(exec("AT\r\n", 1), std::nullopt);
 }
 
+TEST(lgsm_exec, waits_for_the_answer_when_the_caller_names_no_time)
+{
+    scripted_terminal terminal;
+    const file_in_environment config("LPA_MODEMS", entry(terminal.path()));
+    terminal.play({{{"\r\nOK\r\n"}}});
+    EXPECT_EQ(exec("AT\r\n", 0), "\r\nOK\r\n");
+}
+
+TEST(lgsm_exec, gives_up_at_the_time_limit_though_there_is_always_something_to_read)
+{
+    const file_in_environment config("LPA_MODEMS", entry("/dev/zero", R"(,"timeout":0.001)"));
+    captured_stderr messages;
+    alarm(60); // without the limit this has no end
+    EXPECT_EQ(exec("AT\r\n"), std::nullopt);
+    alarm(0);
+    EXPECT_EQ(messages.text(), "lgsm: /dev/zero: no final result code within the time limit\n");
+}
+
 TEST(lgsm_exec, does_not_wait_for_ever_for_a_modem_that_only_talks)
 {
     scripted_terminal terminal;
@@ -204,6 +223,21 @@ TEST(lgsm_exec, stops_waiting_for_a_terminal_at_the_time_limit)
     EXPECT_EQ(exec("AT\r\n"), std::nullopt);
     EXPECT_EQ(messages.text(), "lgsm: /tmp/no/such/terminal is not there, waiting for it\n"
                                "lgsm: /tmp/no/such/terminal did not appear\n");
+}
+
+TEST(lgsm_exec, takes_an_input_output_error_for_an_absent_terminal)
+{
+    int master = -1, slave = -1;
+    ASSERT_EQ(openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
+    close(master); // the kernel's answer to who opens the other end from now on
+    const std::string path = "/proc/self/fd/" + std::to_string(slave);
+    ASSERT_EQ(open(path.c_str(), O_RDWR | O_NOCTTY), -1);
+    ASSERT_EQ(errno, EIO);
+    const file_in_environment config("LPA_MODEMS", entry(path, R"(,"timeout":0.06)"));
+    captured_stderr messages;
+    EXPECT_EQ(exec("AT\r\n"), std::nullopt);
+    EXPECT_THAT(messages.text(), HasSubstr("lgsm: " + path + " did not appear\n"));
+    close(slave);
 }
 
 // As the kernel has it: under an emulator that is the emulator's.
@@ -262,6 +296,18 @@ int open_unprivileged(const std::string &path)
     const int opened = open(path.c_str(), O_RDWR | O_NOCTTY);
     EXPECT_EQ(seteuid(user), 0);
     return opened;
+}
+
+TEST(lgsm_exec, has_the_terminal_for_itself)
+{
+    scripted_terminal terminal;
+    const file_in_environment config("LPA_MODEMS", entry(terminal.path()));
+    int refusal = 0;
+    terminal.on_command = [&] { refusal = open_unprivileged(terminal.path()) < 0 ? errno : 0; };
+    terminal.play({{{"\r\nOK\r\n"}}});
+    EXPECT_EQ(exec("AT\r\n"), "\r\nOK\r\n");
+    terminal.commands();
+    EXPECT_EQ(refusal, EBUSY);
 }
 
 TEST(lgsm_exec, lets_others_open_the_terminal_afterwards)
@@ -327,18 +373,38 @@ INSTANTIATE_TEST_SUITE_P(
     })),
     [](const auto &info) { return std::string(info.param.name); });
 
+// Changed first, when there is something to change.
+termios settings_of(const std::string &path, tcflag_t add_control = 0)
+{
+    termios settings = {};
+    const int terminal = open(path.c_str(), O_RDWR | O_NOCTTY);
+    EXPECT_EQ(tcgetattr(terminal, &settings), 0);
+    settings.c_cflag |= add_control;
+    EXPECT_EQ(tcsetattr(terminal, TCSANOW, &settings), 0);
+    close(terminal);
+    return settings;
+}
+
 TEST(lgsm_exec, takes_a_usual_baud_rate)
 {
     scripted_terminal terminal;
     const file_in_environment config("LPA_MODEMS", entry(terminal.path(), R"(,"baud":9600)"));
     terminal.play({{{"\r\nOK\r\n"}}});
     EXPECT_EQ(exec("AT\r\n"), "\r\nOK\r\n");
-    termios settings = {};
-    const int other = open(terminal.path().c_str(), O_RDWR | O_NOCTTY);
-    EXPECT_EQ(tcgetattr(other, &settings), 0);
+    const termios settings = settings_of(terminal.path());
     EXPECT_EQ(cfgetospeed(&settings), static_cast<speed_t>(B9600));
     EXPECT_EQ(settings.c_lflag & ECHO, 0U);
-    close(other);
+}
+
+TEST(lgsm_exec, leaves_a_line_that_does_not_hang_up_when_it_is_closed)
+{
+    scripted_terminal terminal;
+    constexpr tcflag_t unwanted = HUPCL | CSTOPB | CRTSCTS;
+    ASSERT_EQ(settings_of(terminal.path(), unwanted).c_cflag & (unwanted | CLOCAL), unwanted);
+    const file_in_environment config("LPA_MODEMS", entry(terminal.path()));
+    terminal.play({{{"\r\nOK\r\n"}}});
+    EXPECT_EQ(exec("AT\r\n"), "\r\nOK\r\n");
+    EXPECT_EQ(settings_of(terminal.path()).c_cflag & (unwanted | CLOCAL), static_cast<tcflag_t>(CLOCAL));
 }
 
 TEST(lgsm_exec, tells_when_there_is_no_configuration)

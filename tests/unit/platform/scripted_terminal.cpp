@@ -77,6 +77,7 @@ void scripted_terminal::play(std::vector<reply> replies)
     player_ = std::thread([this, replies = std::move(replies)] {
         for (const reply &next : replies) {
             commands_.push_back(read_command());
+            if (on_command) on_command();
             for (const std::string &piece : next.pieces)
                 if (!write_and_wait(piece)) return;
             if (next.hang_up) hang_up();

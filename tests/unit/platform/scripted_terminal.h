@@ -1,6 +1,7 @@
 // A pseudo-terminal whose far end follows a script: for each command line it is told what to write back.
 #pragma once
 #include <atomic>
+#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,6 +21,7 @@ class scripted_terminal {
     // Ends the script: nobody reads any more. The commands received, line ends included.
     std::vector<std::string> commands();
     void write(const std::string &text) const; // from the modem, at once
+    std::function<void()> on_command;          // called while the reader waits for the answer
 
   private:
     void hang_up();

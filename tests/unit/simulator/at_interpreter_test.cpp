@@ -295,8 +295,8 @@ TEST_F(at_commands, meet_unsolicited_lines_in_three_places)
         seen.push_back(reaction.at_once + "|" + reaction.answer);
     }
     EXPECT_THAT(seen, ElementsAre("AT\r|\r\nOK\r\n", "AT\r\r\n+CREG: 1\r\n|\r\nOK\r\n", "AT\r|\r\nOK\r\n",
-                                  "\r\n+QIND: \"csq\",20,99\r\nAT\r|\r\nOK\r\n", "AT\r|\r\nOK\r\n",
-                                  "AT\r|\r\nOK\r\n\r\n^SIMST: 1\r\n"));
+                                  "\r\n+CGEV: ME DETACH\r\nAT\r|\r\nOK\r\n", "AT\r|\r\nOK\r\n",
+                                  "AT\r|\r\nOK\r\n\r\n+CIEV: 1,3\r\n"));
 }
 
 TEST_F(at_commands, tell_the_pin_state_that_was_set)
@@ -339,7 +339,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"odd", R"({"kind":"odd","apdu":true})", "\r\n+CSIM: 10,\"AABBCC900\"\r\n\r\nOK\r\n", true},
         {"no_digits", R"({"kind":"no-digits"})", "\r\n+CSIM: 10,\"ZZZZZZZZZZ\"\r\n\r\nOK\r\n", true},
         {"garbage", R"({"kind":"garbage"})",
-         "\r\n^SIMST: 1\r\n\x01\x7f~\r\n+CSIM: 10,\"AABBCC9000\"\r\n\r\nOK\r\n\r\n^SIMST: 1\r\n\x01\x7f~", true},
+         "\r\n+CIEV: 1,3\r\n\x01\x7f~\r\n+CSIM: 10,\"AABBCC9000\"\r\n\r\nOK\r\n\r\n+CIEV: 1,3\r\n\x01\x7f~", true},
         {"silence", R"({"kind":"silence"})", "", false},
         {"silence_after_execution", R"({"kind":"silence","after":true})", "", true},
     })),
